@@ -1,0 +1,14 @@
+#include "Platform/Foundation/FatalError.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace tavrin {
+
+void fatalError(std::string_view message) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "%.*s\n", static_cast<int>(message.size()), message.data());
+  std::abort();
+}
+
+}  // namespace tavrin

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string_view>
+
+namespace tavrin {
+
+/// Stops the process over a violated precondition: writes the message and a line break to standard
+/// error, then aborts. Any thread.
+[[noreturn]] void fatalError(std::string_view message);
+
+}  // namespace tavrin

@@ -1,0 +1,119 @@
+#include "Platform/Media/AVPlayer.hpp"
+
+#include <utility>
+
+#include "Platform/Foundation/NotificationCenter.hpp"
+
+namespace tavrin {
+
+std::shared_ptr<AVPlayer> AVPlayer::make(std::shared_ptr<AVPlayerItem> item) {
+  const std::shared_ptr<AVPlayer> player(new AVPlayer);
+  player->engine_ = MediaEngine::make(player);
+  if (item) player->replaceCurrentItem(std::move(item));
+  return player;
+}
+
+void AVPlayer::play() {
+  {
+    const LockGuard lock(mutex_);
+    isPlaying_ = true;
+  }
+  engine_->setPlaying(true);
+}
+
+void AVPlayer::pause() {
+  {
+    const LockGuard lock(mutex_);
+    isPlaying_ = false;
+  }
+  engine_->setPlaying(false);
+}
+
+bool AVPlayer::isPlaying() const {
+  const LockGuard lock(mutex_);
+  return isPlaying_;
+}
+
+void AVPlayer::seek(CMTime time, std::function<void(bool)> completion) {
+  engine_->seek(time, std::move(completion));
+}
+
+std::shared_ptr<AVPlayerItem> AVPlayer::currentItem() const {
+  const LockGuard lock(mutex_);
+  return currentItem_;
+}
+
+void AVPlayer::replaceCurrentItem(std::shared_ptr<AVPlayerItem> item) {
+  auto asset = item ? item->asset() : nullptr;
+  MediaEngine::LoadId load = 0;
+  {
+    const LockGuard lock(mutex_);
+    std::swap(currentItem_, item);
+    load = ++load_;
+  }
+  engine_->load(load, std::move(asset));
+}
+
+bool AVPlayer::isMuted() const {
+  const LockGuard lock(mutex_);
+  return isMuted_;
+}
+
+void AVPlayer::setMuted(bool muted) {
+  {
+    const LockGuard lock(mutex_);
+    isMuted_ = muted;
+  }
+  engine_->setMuted(muted);
+}
+
+bool AVPlayer::automaticallyWaitsToMinimizeStalling() const {
+  const LockGuard lock(mutex_);
+  return waitsToMinimizeStalling_;
+}
+
+void AVPlayer::setAutomaticallyWaitsToMinimizeStalling(bool waits) {
+  {
+    const LockGuard lock(mutex_);
+    waitsToMinimizeStalling_ = waits;
+  }
+  engine_->setWaitsToMinimizeStalling(waits);
+}
+
+AVPlayer::ActionAtItemEnd AVPlayer::actionAtItemEnd() const {
+  const LockGuard lock(mutex_);
+  return actionAtItemEnd_;
+}
+
+void AVPlayer::setActionAtItemEnd(ActionAtItemEnd action) {
+  const LockGuard lock(mutex_);
+  actionAtItemEnd_ = action;
+}
+
+std::shared_ptr<AVPlayerItem> AVPlayer::item(MediaEngine::LoadId load) const {
+  const LockGuard lock(mutex_);
+  return load == load_ ? currentItem_ : nullptr;
+}
+
+void AVPlayer::engineDidBecomeReady(MediaEngine::LoadId load) {
+  if (const auto current = item(load)) current->setStatus(AVPlayerItem::Status::readyToPlay);
+}
+
+void AVPlayer::engineDidFail(MediaEngine::LoadId load, const Error& error) {
+  if (const auto current = item(load)) current->setStatus(AVPlayerItem::Status::failed, error);
+}
+
+void AVPlayer::engineDidPlayToEnd(MediaEngine::LoadId load) {
+  const auto current = item(load);
+  if (!current) return;
+  if (actionAtItemEnd() == ActionAtItemEnd::pause) pause();
+  NotificationCenter::defaultCenter().post(AVPlayerItemDidPlayToEndTime, current);
+}
+
+void AVPlayer::engineDidStall(MediaEngine::LoadId load) {
+  if (const auto current = item(load)) {
+    NotificationCenter::defaultCenter().post(AVPlayerItemPlaybackStalled, current);
+  }
+}
+
+}  // namespace tavrin

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+
+#include "Platform/Foundation/URL.hpp"
+
+namespace tavrin {
+
+class AVAssetResourceLoader;
+
+/// The media at an address. An engine opens the address itself, unless a delegate has been
+/// installed on the resource loader: then every byte comes from that delegate.
+class AVURLAsset {
+ public:
+  static std::shared_ptr<AVURLAsset> make(const URL& url);
+
+  const URL& url() const { return url_; }
+  /// The same object on every call. Any thread.
+  const std::shared_ptr<AVAssetResourceLoader>& resourceLoader() const { return resourceLoader_; }
+
+ private:
+  explicit AVURLAsset(const URL& url);
+
+  // Constant after construction.
+  const URL url_;
+  const std::shared_ptr<AVAssetResourceLoader> resourceLoader_;
+};
+
+}  // namespace tavrin
