@@ -1,10 +1,13 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "Platform/Foundation/Mutex.hpp"
@@ -44,6 +47,7 @@ class NotificationCenter {
  private:
   using Handler = std::function<void(void*)>;
   struct Registration {
+    std::uint64_t number;  // in the order of registration
     std::weak_ptr<void> observer;
     void* address;  // of the observer, as the handler knows it
     Handler handler;
@@ -56,13 +60,18 @@ class NotificationCenter {
     bool isDead() const { return observer.expired() || (hasSender && sender.expired()); }
   };
   using Registrations = std::vector<std::shared_ptr<Registration>>;
+  using ByObserver = std::unordered_multimap<const void*, std::shared_ptr<Registration>>;
 
   void add(std::weak_ptr<void> observer, void* address, Handler handler, std::string_view name,
            const std::shared_ptr<const void>& sender);
-  void removeIf(const std::function<bool(const Registration&)>& matches);
+  void removeIf(const void* observer, const std::function<bool(const Registration&)>& matches);
+  Registrations takeDead() TAVRIN_REQUIRES(mutex_);
 
   Mutex mutex_;
-  Registrations registrations_ TAVRIN_GUARDED_BY(mutex_);
+  ByObserver registrations_ TAVRIN_GUARDED_BY(mutex_);
+  std::uint64_t lastNumber_ TAVRIN_GUARDED_BY(mutex_) = 0;
+  // Dead registrations are swept when the table has doubled, so that adding stays cheap.
+  std::size_t sweepAt_ TAVRIN_GUARDED_BY(mutex_) = 64;
 };
 
 }  // namespace tavrin

@@ -16,7 +16,11 @@ bool AVAudioSession::setCategory(Category category) {
     category_ = category;
     hook = hook_;
   }
-  return !hook || hook(category);
+  try {
+    return !hook || hook(category);
+  } catch (...) {
+    return false;
+  }
 }
 
 AVAudioSession::Category AVAudioSession::category() const {
