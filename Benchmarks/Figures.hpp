@@ -29,8 +29,10 @@ inline Bar atLeast(double limit) { return {Bar::Comparison::atLeast, limit}; }
 ///
 ///     int main(int argc, char** argv) {
 ///       Figures figures(argc, argv);
-///       if (figures.isWanted("store.send")) figures.report("store.send", measure(), "ns",
-///       atMost(200)); return figures.exitStatus();
+///       if (figures.isWanted("store.send")) {
+///         figures.report("store.send", measure(), "ns", atMost(200));
+///       }
+///       return figures.exitStatus();
 ///     }
 class Figures {
  public:

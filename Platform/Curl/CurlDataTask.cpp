@@ -1,0 +1,79 @@
+#include "Platform/Curl/CurlDataTask.hpp"
+
+#include <utility>
+
+#include "Platform/Curl/DeliveryThreads.hpp"
+
+namespace tavrin::curl {
+
+std::shared_ptr<CurlDataTask> CurlDataTask::make(std::shared_ptr<CurlSession> session,
+                                                 std::shared_ptr<Transfer> transfer,
+                                                 const TransferLimits& limits) {
+  return std::shared_ptr<CurlDataTask>(
+      new CurlDataTask(std::move(session), std::move(transfer), limits));
+}
+
+void CurlDataTask::resume() {
+  if (!isResumed_.exchange(true)) transfer_->start(shared_from_this());
+}
+
+void CurlDataTask::cancel() {
+  inbox_.drop();
+  transfer_->stop();
+}
+
+void CurlDataTask::transferReceived(const URLResponse& response) {
+  if (inbox_.put(response)) scheduleTurn();
+}
+
+bool CurlDataTask::transferReceived(std::span<const std::byte> bytes) {
+  const auto mustWake = inbox_.put(bytes);
+  if (mustWake.value_or(false)) scheduleTurn();
+  return mustWake.has_value();
+}
+
+void CurlDataTask::transferEnded(const std::optional<Error>& error) {
+  if (inbox_.put(Inbox::End{error})) scheduleTurn();
+}
+
+void CurlDataTask::scheduleTurn() {
+  session_->queue().post([self = shared_from_this()] { self->takeTurn(); });
+}
+
+// The delegate is held for the turn, so that an invalidation from inside its call leaves it whole.
+void CurlDataTask::takeTurn() {
+  const auto delegate = session_->delegate();
+  if (delegate == nullptr || DeliveryThreads::shared().isStopping()) return;
+  auto event = inbox_.take();
+  if (!event) return;
+  deliver(*delegate, *event);
+  event.reset();
+  if (inbox_.finish()) transfer_->proceed();
+  scheduleTurn();
+}
+
+void CurlDataTask::deliver(URLSessionDataDelegate& delegate, const Inbox::Event& event) {
+  if (const auto* response = std::get_if<URLResponse>(&event)) {
+    if (deliverResponse(delegate, *response)) return;
+    cancel();
+    if (session_->delegate() != nullptr) deliverEnd(delegate, Error{"the transfer was cancelled"});
+  } else if (const auto* chunk = std::get_if<Data>(&event)) {
+    delegate.urlSession(*session_, *this, *chunk);
+  } else {
+    deliverEnd(delegate, std::get<Inbox::End>(event).error);
+  }
+}
+
+bool CurlDataTask::deliverResponse(URLSessionDataDelegate& delegate, const URLResponse& response) {
+  using Disposition = URLSessionDataDelegate::ResponseDisposition;
+  const auto answer = std::make_shared<Disposition>(Disposition::cancel);
+  delegate.urlSession(*session_, *this, response,
+                      [answer](Disposition disposition) { *answer = disposition; });
+  return *answer == Disposition::allow;
+}
+
+void CurlDataTask::deliverEnd(URLSessionDataDelegate& delegate, const std::optional<Error>& error) {
+  delegate.urlSession(*session_, *this, error);
+}
+
+}  // namespace tavrin::curl

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include "Platform/Curl/CurlSession.hpp"
+#include "Platform/Curl/Inbox.hpp"
+#include "Platform/Curl/Transfer.hpp"
+#include "Platform/Curl/TransferClient.hpp"
+#include "Platform/Foundation/URLSession.hpp"
+
+namespace tavrin::curl {
+
+/// Takes a transfer's bytes on the transfer thread and hands them to the session's delegate on the
+/// session's queue, one call a turn.
+class CurlDataTask final : public URLSessionDataTask,
+                           public TransferClient,
+                           public std::enable_shared_from_this<CurlDataTask> {
+ public:
+  static std::shared_ptr<CurlDataTask> make(std::shared_ptr<CurlSession> session,
+                                            std::shared_ptr<Transfer> transfer,
+                                            const TransferLimits& limits);
+
+  void resume() override;
+  /// Ends the transfer; the delegate hears nothing more. Any thread.
+  void cancel();
+
+  void transferReceived(const URLResponse& response) override;
+  bool transferReceived(std::span<const std::byte> bytes) override;
+  void transferEnded(const std::optional<Error>& error) override;
+
+ private:
+  CurlDataTask(std::shared_ptr<CurlSession> session, std::shared_ptr<Transfer> transfer,
+               const TransferLimits& limits)
+      : session_(std::move(session)), transfer_(std::move(transfer)), inbox_(limits.queuedBytes) {}
+
+  void scheduleTurn();
+  void takeTurn();
+  void deliver(URLSessionDataDelegate& delegate, const Inbox::Event& event);
+  bool deliverResponse(URLSessionDataDelegate& delegate, const URLResponse& response);
+  void deliverEnd(URLSessionDataDelegate& delegate, const std::optional<Error>& error);
+
+  // Never change.
+  const std::shared_ptr<CurlSession> session_;
+  const std::shared_ptr<Transfer> transfer_;
+
+  std::atomic<bool> isResumed_ = false;
+  Inbox inbox_;
+};
+
+}  // namespace tavrin::curl

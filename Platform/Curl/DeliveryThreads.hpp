@@ -1,0 +1,36 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+
+#include "Platform/Foundation/Executor.hpp"
+#include "Platform/Foundation/Mutex.hpp"
+
+namespace tavrin::curl {
+
+/// The threads on which sessions call their delegates: apart from the shared executor and from the
+/// transfer thread, so that a delegate that writes files holds up neither.
+///
+/// Joined at exit, when the serial queues that stand on it are empty.
+class DeliveryThreads final : public Executor {
+ public:
+  static DeliveryThreads& shared();
+
+  void post(Job job) override;
+
+  /// The process is exiting: what is queued is to be let go. Any thread.
+  bool isStopping() const { return isStopping_; }
+
+ private:
+  DeliveryThreads();
+  void stop();
+  void finished();
+
+  std::atomic<bool> isStopping_ = false;
+  Mutex mutex_;
+  ConditionVariable changed_;
+  std::size_t unfinished_ TAVRIN_GUARDED_BY(mutex_) = 0;
+  ThreadPool pool_;
+};
+
+}  // namespace tavrin::curl

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+
+#include "Platform/Foundation/Error.hpp"
+#include "Platform/Foundation/URLSession.hpp"
+
+namespace tavrin::curl {
+
+/// Takes what a transfer receives. Called on the transfer thread, so it must not block.
+class TransferClient {
+ public:
+  virtual ~TransferClient() = default;
+  /// The final response, before any bytes.
+  virtual void transferReceived(const URLResponse& response) = 0;
+  /// Bytes of the body. False when there is no room for them: they are offered again after
+  /// `Transfer::proceed()`.
+  virtual bool transferReceived(std::span<const std::byte> bytes) = 0;
+  /// The end, once. Not called for a transfer that was stopped.
+  virtual void transferEnded(const std::optional<Error>& error) = 0;
+};
+
+}  // namespace tavrin::curl
