@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "Platform/Foundation/URL.hpp"
+#include "Platform/View/AnimatedImage.hpp"
+#include "Platform/View/Binding.hpp"
+#include "Platform/View/State.hpp"
+
+namespace tavrin {
+
+/// Shows an animated image in a frame of optional fixed width and height.
+///
+/// A value: its copies share the view state and the owner's flag. It draws nothing of its own, and
+/// what to show in the place of an image that failed is the owner's decision.
+class GifView {
+ public:
+  /// Width and height are in points; absent leaves that dimension free. `isFailed` is the owner's
+  /// flag: true after a failed load, until a later success or progress report. It is read on any
+  /// thread and written on the main queue.
+  GifView(URL address, std::optional<double> frameWidth, std::optional<double> frameHeight,
+          Binding<bool> isFailed);
+
+  const URL url;
+  const std::optional<double> width;
+  const std::optional<double> height;
+
+  bool isFailed() const { return isFailed_.get(); }
+  void setIsFailed(bool value) const { isFailed_.set(value); }
+  const Binding<bool>& isFailedBinding() const { return isFailed_; }
+
+  /// The image, stretched to the frame, with this view's handlers.
+  Framed<AnimatedImage> body() const;
+
+ private:
+  void succeeded() const;
+  void failed() const;
+  void progressed(std::int64_t received, std::int64_t expected) const;
+  void postLoaded(bool value) const;
+  void postIsFailed(bool value) const;
+
+  // True when no download is known to be under way.
+  State<bool> loaded_{true};
+  Binding<bool> isFailed_;
+};
+
+}  // namespace tavrin
