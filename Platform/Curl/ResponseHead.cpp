@@ -51,9 +51,9 @@ ResponseHead ResponseHead::read(CURL* handle) {
 }
 
 std::optional<std::string> ResponseHead::objection() const {
-  const auto status = "HTTP status " + std::to_string(this->status);
-  if (this->status == 206) return status + ": a part was sent, the whole was asked for";
-  if (this->status < 200 || this->status >= 300) return status;
+  const auto text = "HTTP status " + std::to_string(status);
+  if (status == 206) return text + ": a part was sent, the whole was asked for";
+  if (status < 200 || status >= 300) return text;
   if (contentEncoding) return "the body is encoded (" + *contentEncoding + "), against the request";
   return {};
 }
