@@ -4,17 +4,8 @@
 
 namespace tavrin {
 
-std::int64_t AVAssetResourceLoadingDataRequest::currentOffset() const {
-  const LockGuard lock(mutex_);
-  return currentOffset_;
-}
-
 void AVAssetResourceLoadingDataRequest::respond(Data bytes) {
-  std::int64_t offset = 0;
-  {
-    const LockGuard lock(mutex_);
-    offset = std::exchange(currentOffset_, currentOffset_ + bytes.count());
-  }
+  const auto offset = currentOffset_.fetch_add(bytes.count(), std::memory_order_acq_rel);
   receiver_(offset, std::move(bytes));
 }
 
@@ -48,6 +39,19 @@ std::shared_ptr<AVAssetResourceLoaderDelegate> AVAssetResourceLoader::delegate()
 DispatchQueue* AVAssetResourceLoader::queue() const {
   const LockGuard lock(mutex_);
   return queue_;
+}
+
+void AVAssetResourceLoader::setEnd(AVAssetResourceEnd end) {
+  {
+    const LockGuard lock(mutex_);
+    end_ = std::move(end);
+  }
+  observers_.tell("end");
+}
+
+std::optional<AVAssetResourceEnd> AVAssetResourceLoader::end() const {
+  const LockGuard lock(mutex_);
+  return end_;
 }
 
 }  // namespace tavrin

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -24,7 +24,8 @@ struct AVAssetResourceLoadingContentInformationRequest {
 /// A range of bytes that a media engine waits for. Any thread.
 class AVAssetResourceLoadingDataRequest {
  public:
-  /// Called, outside every lock, with each answer's offset and bytes.
+  /// Called with each answer's offset and bytes, inside `respond`: it may take the bytes and wake
+  /// whoever waits for them, and may not call the resource loader or its delegate.
   using Receiver = std::function<void(std::int64_t offset, Data bytes)>;
 
   AVAssetResourceLoadingDataRequest(std::int64_t offset, std::int64_t length, Receiver receiver)
@@ -33,19 +34,19 @@ class AVAssetResourceLoadingDataRequest {
         receiver_(std::move(receiver)),
         currentOffset_(offset) {}
 
+  // Neither is negative.
   const std::int64_t requestedOffset;  // bytes from the start of the resource
   const std::int64_t requestedLength;  // bytes
 
   /// Where the next answer begins: the end of what has been supplied.
-  std::int64_t currentOffset() const;
+  std::int64_t currentOffset() const { return currentOffset_.load(std::memory_order_acquire); }
   /// Supplies the next bytes, from `currentOffset`. More than was asked for is allowed. The caller
   /// serialises its calls.
   void respond(Data bytes);
 
  private:
   const Receiver receiver_;
-  mutable Mutex mutex_;
-  std::int64_t currentOffset_ TAVRIN_GUARDED_BY(mutex_);
+  std::atomic<std::int64_t> currentOffset_;
 };
 
 /// One request of a media engine to a resource loader's delegate, for content information, for
@@ -62,7 +63,8 @@ class AVAssetResourceLoadingRequest {
   }
   /// Absent when the engine does not ask for bytes.
   const std::shared_ptr<AVAssetResourceLoadingDataRequest>& dataRequest() const { return data_; }
-  /// Tells the engine, on the calling thread, that the request is answered. Later calls do nothing.
+  /// Tells the engine, on the calling thread and with no lock held, that the request is answered.
+  /// Later calls do nothing.
   void finishLoading();
 
  private:

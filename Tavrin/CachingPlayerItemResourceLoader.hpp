@@ -1,0 +1,112 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_set>
+
+#include "Platform/Foundation/Data.hpp"
+#include "Platform/Foundation/Mutex.hpp"
+#include "Platform/Foundation/URL.hpp"
+#include "Platform/Foundation/URLSession.hpp"
+#include "Platform/Media/AVAssetResourceLoader.hpp"
+#include "Tavrin/CachingPlayerItem.hpp"
+
+namespace tavrin {
+
+/// Feeds an engine the bytes of one item: it downloads the item's address once, from its first byte
+/// to its last, and answers loading requests from what has been received so far. A video in memory
+/// is answered from at once.
+///
+/// Loading requests come on the main queue, the download on its session's serial queue. One lock
+/// guards the fields, and a whole pass over the pending requests runs under it: passes never
+/// overlap, and an answer never overtakes another. A request takes its bytes under that lock and
+/// may only keep them and wake its reader; requests are finished, and the item's delegate is
+/// called, without it. Any thread.
+class CachingPlayerItem::ResourceLoaderDelegate final
+    : public AVAssetResourceLoaderDelegate,
+      public URLSessionDataDelegate,
+      public std::enable_shared_from_this<ResourceLoaderDelegate> {
+ public:
+  using PendingRequests = std::unordered_set<std::shared_ptr<AVAssetResourceLoadingRequest>>;
+
+  static std::shared_ptr<ResourceLoaderDelegate> make();
+  /// Invalidates and cancels a session that is still there.
+  ~ResourceLoaderDelegate() override;
+
+  /// Whether the video is in memory and nothing is ever downloaded.
+  bool playingFromData() const;
+  void setPlayingFromData(bool playingFromData);
+  /// What a video in memory is; not used for one that is downloaded.
+  std::optional<std::string> mimeType() const;
+  void setMimeType(std::optional<std::string> mimeType);
+  /// The download's session, kept for good: its presence means that the download was started.
+  std::shared_ptr<URLSession> session() const;
+  void setSession(std::shared_ptr<URLSession> session);
+  /// The bytes received so far, absent before the response. A copy that is still held when more
+  /// bytes come makes the whole buffer be copied.
+  std::optional<Data> mediaData() const;
+  void setMediaData(std::optional<Data> mediaData);
+  /// Absent until it has come.
+  std::optional<URLResponse> response() const;
+  /// The requests that an engine is waiting for.
+  PendingRequests pendingRequests() const;
+  /// The item, held weakly.
+  std::shared_ptr<CachingPlayerItem> owner() const;
+  void setOwner(const std::shared_ptr<CachingPlayerItem>& owner);
+
+  /// Starts the download if need be and answers the request as far as it can be. Always true.
+  /// Stops the process when a download has to be started for an item that has gone.
+  bool resourceLoader(AVAssetResourceLoader& loader,
+                      const std::shared_ptr<AVAssetResourceLoadingRequest>&
+                          shouldWaitForLoadingOfRequestedResource) override;
+  void resourceLoaderDidCancel(
+      AVAssetResourceLoader& loader,
+      const std::shared_ptr<AVAssetResourceLoadingRequest>& request) override;
+
+  /// Empties the buffer for the body that follows.
+  void urlSession(URLSession& session, URLSessionDataTask& dataTask, const URLResponse& response,
+                  const CompletionHandler& completionHandler) override;
+  /// Bytes that no response preceded are dropped.
+  void urlSession(URLSession& session, URLSessionDataTask& dataTask, const Data& chunk) override;
+  /// Tells the readers where the resource ends, then the item's delegate. An end that no response
+  /// preceded is a failure. Pending requests that cannot be answered in full stay pending.
+  void urlSession(URLSession& session, URLSessionDataTask& task,
+                  const std::optional<Error>& error) override;
+
+  /// Starts a download, in a session that takes the place of an earlier one.
+  void startDataRequest(const URL& url);
+  /// Starts the download unless one was started or the video is in memory.
+  void startDataRequestOnce(const URL& url);
+
+  /// Gives every pending request what there is for it, and finishes those that have all they asked
+  /// for. One that asks for no bytes is finished once its content information is filled in.
+  void processPendingRequests();
+  /// Fills in what is known of the content. Returns whether it is known.
+  bool fillInContentInformationRequest(AVAssetResourceLoadingContentInformationRequest* request);
+  /// Gives the request the bytes there are from its current offset on, as many as its whole length
+  /// at most. Returns whether all it asked for has been downloaded.
+  bool haveEnoughDataToFulfillRequest(AVAssetResourceLoadingDataRequest& request);
+
+ private:
+  ResourceLoaderDelegate() = default;
+
+  bool answer(AVAssetResourceLoadingRequest& request) TAVRIN_REQUIRES(mutex_);
+  bool fillIn(AVAssetResourceLoadingContentInformationRequest* request) TAVRIN_REQUIRES(mutex_);
+  bool respond(AVAssetResourceLoadingDataRequest& request) TAVRIN_REQUIRES(mutex_);
+  bool append(const Data& chunk);
+  void finish(const Data& body);
+  void fail(const Error& error);
+
+  mutable Mutex mutex_;
+  bool playingFromData_ TAVRIN_GUARDED_BY(mutex_) = false;
+  bool isStarted_ TAVRIN_GUARDED_BY(mutex_) = false;
+  std::optional<std::string> mimeType_ TAVRIN_GUARDED_BY(mutex_);
+  std::shared_ptr<URLSession> session_ TAVRIN_GUARDED_BY(mutex_);
+  std::optional<Data> mediaData_ TAVRIN_GUARDED_BY(mutex_);
+  std::optional<URLResponse> response_ TAVRIN_GUARDED_BY(mutex_);
+  PendingRequests pendingRequests_ TAVRIN_GUARDED_BY(mutex_);
+  std::weak_ptr<CachingPlayerItem> owner_ TAVRIN_GUARDED_BY(mutex_);
+};
+
+}  // namespace tavrin
