@@ -1,5 +1,7 @@
 #include "Platform/Curl/TransferThread.hpp"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <utility>
@@ -56,6 +58,7 @@ void TransferThread::post(Job job) {
 }
 
 void TransferThread::run() {
+  pthread_setname_np(pthread_self(), "transfer");
   while (runJobs()) {
     int running = 0;
     curl_multi_perform(multi_, &running);

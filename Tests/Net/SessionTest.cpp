@@ -271,7 +271,8 @@ TEST(Session, ThousandSessionsEndedMidDownloadLeaveNothing) {
     descriptors = countDescriptors();
   }
   EXPECT_EQ(countThreads(), threads);
-  EXPECT_EQ(countDescriptors(), descriptors);
+  // Fewer when idle connections of other tests have gone meanwhile.
+  EXPECT_LE(countDescriptors(), descriptors);
 }
 
 TEST(SessionDeathTest, ProcessMayExitMidDownload) {
