@@ -1,0 +1,406 @@
+#include "Platform/Mpv/MpvEngine.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Platform/Foundation/Mutex.hpp"
+#include "Platform/Mpv/Bell.hpp"
+#include "Platform/Mpv/MpvLane.hpp"
+
+namespace tavrin {
+
+namespace {
+
+constexpr std::size_t laneCount = 2;
+
+using Completion = std::function<void(bool)>;
+
+// How long a released engine gives its loads to end by themselves before it ends their players.
+constexpr auto timeToEnd = std::chrono::milliseconds(500);
+// A file may end a little before the length it declares.
+constexpr double tolerableShare = 0.1;
+constexpr double tolerableSeconds = 1;
+
+void post(Completion completion, bool finished) {
+  if (!completion) return;
+  DispatchQueue::main().async(
+      [completion = std::move(completion), finished] { completion(finished); });
+}
+
+bool endsEarly(const MpvLoad& load) {
+  const double missing = load.duration - load.position;
+  return missing > tolerableSeconds && missing > load.duration * tolerableShare;
+}
+
+/// Operations note what is wanted and ring; the engine's thread brings libmpv in line with it.
+class MpvEngine final : public MediaEngine {
+ public:
+  MpvEngine(std::weak_ptr<Listener> listener, const MpvEngineOptions& options)
+      : listener_(std::move(listener)), options_(options), thread_([this] { run(); }) {}
+  ~MpvEngine() override;
+
+  void load(LoadId load, std::shared_ptr<AVURLAsset> asset) override;
+  void setPlaying(bool playing) override;
+  void seek(CMTime time, Completion completion) override;
+  void setMuted(bool muted) override;
+  void setWaitsToMinimizeStalling(bool waits) override;
+  CMTime currentTime() const override;
+  void setPictureHandler(std::function<void()> handler) override;
+  std::optional<LoadId> draw(const PixelBuffer& target) override;
+
+ private:
+  struct Seek {
+    std::uint64_t serial = 0;  // from 1
+    double seconds = 0;
+    Completion completion;
+  };
+  struct Wishes {
+    LoadId load = 0;
+    std::shared_ptr<AVURLAsset> asset;
+    bool isPlaying = false;
+    bool isMuted = false;
+    bool waits = true;
+    bool isReleased = false;
+  };
+  /// What has been told of the current load.
+  struct Told {
+    bool ready = false;
+    bool failed = false;
+    bool end = false;
+    bool stall = false;
+  };
+
+  void run();
+  void turn(const Wishes& wishes);
+  void updateLanes();
+  void chooseLane(const Wishes& wishes);
+  MpvLane* idleLane();
+  MpvLane* makeLane();
+  void failWithoutLane(LoadId load);
+  void show(MpvLane* lane);
+  void applySettings(const Wishes& wishes);
+  void applySeek();
+  void endSeek(std::uint64_t serial, bool finished);
+  void publishPosition();
+  void tell(const Wishes& wishes);
+  void tellFailure(LoadId load, const Error& error);
+  void tellEnd(const Wishes& wishes);
+  void report(void (Listener::*call)(LoadId), LoadId load);
+  void endLanes();
+
+  // Constant after construction.
+  const std::weak_ptr<Listener> listener_;
+  const MpvEngineOptions options_;
+
+  Bell bell_;
+  mutable Mutex mutex_;
+  Wishes wishes_ TAVRIN_GUARDED_BY(mutex_);
+  std::optional<Seek> seek_ TAVRIN_GUARDED_BY(mutex_);  // that has not ended
+  std::uint64_t lastSeek_ TAVRIN_GUARDED_BY(mutex_) = 0;
+  LoadId positionLoad_ TAVRIN_GUARDED_BY(mutex_) = 0;
+  double position_ TAVRIN_GUARDED_BY(mutex_) = 0;  // seconds
+  std::function<void()> pictureHandler_ TAVRIN_GUARDED_BY(mutex_);
+
+  Mutex pictureMutex_;  // taken after mutex_, where both are
+  LoadId newestLoad_ TAVRIN_GUARDED_BY(pictureMutex_) = 0;
+  MpvLane* shown_ TAVRIN_GUARDED_BY(pictureMutex_) = nullptr;  // that has the newest load's picture
+
+  // The engine's thread alone. One lane plays; the other waits, warm and idle, for the next load.
+  std::vector<std::unique_ptr<MpvLane>> lanes_;
+  MpvLane* current_ = nullptr;
+  Told told_;
+  std::uint64_t issuedSeek_ = 0;
+  std::string whyNoLane_;
+  LoadId failedLoad_ = 0;  // told to have failed because there is no lane
+
+  std::thread thread_;  // last, so that it finds the rest in place
+};
+
+MpvEngine::~MpvEngine() {
+  {
+    const LockGuard lock(mutex_);
+    wishes_.isReleased = true;
+  }
+  bell_.ring();
+  thread_.join();
+}
+
+void MpvEngine::load(LoadId load, std::shared_ptr<AVURLAsset> asset) {
+  std::optional<Seek> overtaken;
+  {
+    const LockGuard lock(mutex_);
+    if (load < wishes_.load) return;  // another thread has already asked for a newer one
+    wishes_.load = load;
+    std::swap(wishes_.asset, asset);
+    std::swap(seek_, overtaken);
+    const LockGuard pictureLock(pictureMutex_);
+    newestLoad_ = load;
+    shown_ = nullptr;
+  }
+  if (overtaken) post(std::move(overtaken->completion), false);
+  bell_.ring();
+}
+
+void MpvEngine::setPlaying(bool playing) {
+  {
+    const LockGuard lock(mutex_);
+    wishes_.isPlaying = playing;
+  }
+  bell_.ring();
+}
+
+void MpvEngine::seek(CMTime time, Completion completion) {
+  bool isLoaded = false;
+  std::optional<Seek> overtaken;
+  {
+    const LockGuard lock(mutex_);
+    isLoaded = wishes_.asset != nullptr;
+    overtaken = std::exchange(seek_, std::nullopt);
+    if (isLoaded) seek_ = Seek{++lastSeek_, time.seconds, std::move(completion)};
+  }
+  if (overtaken) post(std::move(overtaken->completion), false);
+  if (!isLoaded) return post(std::move(completion), false);
+  bell_.ring();
+}
+
+void MpvEngine::setMuted(bool muted) {
+  {
+    const LockGuard lock(mutex_);
+    wishes_.isMuted = muted;
+  }
+  bell_.ring();
+}
+
+void MpvEngine::setWaitsToMinimizeStalling(bool waits) {
+  {
+    const LockGuard lock(mutex_);
+    wishes_.waits = waits;
+  }
+  bell_.ring();
+}
+
+CMTime MpvEngine::currentTime() const {
+  const LockGuard lock(mutex_);
+  return {wishes_.asset && positionLoad_ == wishes_.load ? position_ : 0};
+}
+
+void MpvEngine::setPictureHandler(std::function<void()> handler) {
+  const LockGuard lock(mutex_);
+  pictureHandler_ = std::move(handler);
+}
+
+std::optional<MediaEngine::LoadId> MpvEngine::draw(const PixelBuffer& target) {
+  const LockGuard lock(pictureMutex_);
+  if (!shown_ || !shown_->draw(target)) return std::nullopt;
+  return newestLoad_;
+}
+
+void MpvEngine::run() {
+  makeLane();
+  for (;;) {
+    Wishes wishes;
+    {
+      const LockGuard lock(mutex_);
+      wishes = wishes_;
+    }
+    if (wishes.isReleased) break;
+    turn(wishes);
+    bell_.wait();
+  }
+  endLanes();
+}
+
+void MpvEngine::turn(const Wishes& wishes) {
+  chooseLane(wishes);
+  updateLanes();
+  chooseLane(wishes);
+  if (!current_) return;
+  applySeek();
+  applySettings(wishes);
+  publishPosition();
+  tell(wishes);
+}
+
+void MpvEngine::updateLanes() {
+  for (const auto& lane : lanes_) {
+    const bool hasNewPicture = lane->update(options_.logError);
+    if (lane.get() != current_ || !hasNewPicture) continue;
+    show(current_);
+    std::function<void()> handler;
+    {
+      const LockGuard lock(mutex_);
+      handler = pictureHandler_;
+    }
+    if (handler) handler();
+  }
+}
+
+void MpvEngine::chooseLane(const Wishes& wishes) {
+  if (current_ && current_->load().id != wishes.load) {
+    show(nullptr);
+    current_->close();
+    current_ = nullptr;
+  }
+  if (current_ || !wishes.asset) return;
+  current_ = idleLane();
+  if (lanes_.empty()) return failWithoutLane(wishes.load);
+  if (!current_) return;  // the bell rings when one has become idle
+  told_ = {};
+  current_->setMuted(wishes.isMuted);
+  current_->setWaitsToMinimizeStalling(wishes.waits);
+  current_->open(wishes.load, wishes.asset);
+}
+
+MpvLane* MpvEngine::idleLane() {
+  for (const auto& lane : lanes_) {
+    if (lane->isIdle()) return lane.get();
+  }
+  return lanes_.size() < laneCount ? makeLane() : nullptr;
+}
+
+MpvLane* MpvEngine::makeLane() {
+  auto handle = MpvHandle::make(options_, bell_, whyNoLane_);
+  if (!handle) return nullptr;
+  return lanes_.emplace_back(std::make_unique<MpvLane>(std::move(handle))).get();
+}
+
+void MpvEngine::failWithoutLane(LoadId load) {
+  std::uint64_t seek = 0;
+  {
+    const LockGuard lock(mutex_);
+    if (seek_) seek = seek_->serial;
+  }
+  endSeek(seek, false);
+  if (std::exchange(failedLoad_, load) != load) tellFailure(load, {whyNoLane_});
+}
+
+void MpvEngine::show(MpvLane* lane) {
+  const LockGuard lock(pictureMutex_);
+  shown_ = lane && lane->load().id == newestLoad_ ? lane : nullptr;
+}
+
+void MpvEngine::applySettings(const Wishes& wishes) {
+  current_->setMuted(wishes.isMuted);
+  current_->setWaitsToMinimizeStalling(wishes.waits);
+  // Opening is quickest paused; the first picture comes out all the same.
+  if (current_->isReady()) current_->setPlaying(wishes.isPlaying);
+}
+
+void MpvEngine::applySeek() {
+  if (const auto end = current_->takeSeekEnd()) endSeek(end->serial, end->finished);
+  std::uint64_t serial = 0;
+  double seconds = 0;
+  {
+    const LockGuard lock(mutex_);
+    if (!seek_ || wishes_.load != current_->load().id) return;
+    serial = seek_->serial;
+    seconds = seek_->seconds;
+  }
+  if (serial == issuedSeek_) return;
+  const auto& load = current_->load();
+  if (load.failure) {
+    endSeek(serial, false);
+  } else if (seconds <= 0 && !load.hasLeftStart) {
+    endSeek(serial, true);  // without waiting for a first byte that may never come
+  } else if (current_->isReady()) {
+    issuedSeek_ = serial;
+    told_.end = false;
+    current_->seek(serial, seconds);
+  }
+}
+
+void MpvEngine::endSeek(std::uint64_t serial, bool finished) {
+  std::optional<Seek> ended;
+  {
+    const LockGuard lock(mutex_);
+    if (!seek_ || seek_->serial != serial) return;
+    std::swap(seek_, ended);
+  }
+  post(std::move(ended->completion), finished);
+}
+
+void MpvEngine::publishPosition() {
+  const LockGuard lock(mutex_);
+  positionLoad_ = current_->load().id;
+  position_ = current_->load().position;
+}
+
+void MpvEngine::tell(const Wishes& wishes) {
+  const auto& load = current_->load();
+  tellEnd(wishes);
+  if (load.failure) {
+    if (std::exchange(told_.failed, true)) return;
+    show(nullptr);
+    tellFailure(load.id, *load.failure);
+    return;
+  }
+  if (load.hasPicture && !std::exchange(told_.ready, true)) {
+    show(current_);
+    report(&Listener::engineDidBecomeReady, load.id);
+    if (lanes_.size() < laneCount) makeLane();
+  }
+  if (!load.isStarved) {
+    told_.stall = false;
+  } else if (wishes.isPlaying && load.hasMoved && !std::exchange(told_.stall, true)) {
+    report(&Listener::engineDidStall, load.id);
+  }
+}
+
+void MpvEngine::tellEnd(const Wishes& wishes) {
+  const auto& load = current_->load();
+  if (!load.isAtEnd || load.failure || current_->isSeeking()) return;
+  // A read that failed and a file that was cut short look like an end too.
+  if (current_->readerHasFailed()) return current_->fail("its bytes cannot be read");
+  if (endsEarly(load)) return current_->fail("it ends before its end");
+  if (wishes.isPlaying && !std::exchange(told_.end, true)) {
+    report(&Listener::engineDidPlayToEnd, load.id);
+  }
+}
+
+void MpvEngine::report(void (Listener::*call)(LoadId), LoadId load) {
+  DispatchQueue::main().async([weak = listener_, call, load] {
+    if (const auto listener = weak.lock()) (listener.get()->*call)(load);
+  });
+}
+
+void MpvEngine::tellFailure(LoadId load, const Error& error) {
+  DispatchQueue::main().async([weak = listener_, load, error] {
+    if (const auto listener = weak.lock()) listener->engineDidFail(load, error);
+  });
+}
+
+// A player that is ended while a load is open waits longer than one whose load has ended.
+void MpvEngine::endLanes() {
+  show(nullptr);
+  for (const auto& lane : lanes_) lane->close();
+  const auto areIdle = [this] {
+    return std::ranges::all_of(lanes_, [](const auto& lane) { return lane->isIdle(); });
+  };
+  const auto deadline = std::chrono::steady_clock::now() + timeToEnd;
+  // What came before the release has to be taken in first: libmpv rings once until it has been.
+  do {
+    for (const auto& lane : lanes_) lane->update(nullptr);
+  } while (!areIdle() && bell_.waitUntil(deadline));
+  lanes_.clear();
+  std::optional<Seek> unfinished;
+  {
+    const LockGuard lock(mutex_);
+    std::swap(seek_, unfinished);
+  }
+  if (unfinished) post(std::move(unfinished->completion), false);
+}
+
+}  // namespace
+
+std::unique_ptr<MediaEngine> makeMpvEngine(std::weak_ptr<MediaEngine::Listener> listener,
+                                           const MpvEngineOptions& options) {
+  return std::make_unique<MpvEngine>(std::move(listener), options);
+}
+
+}  // namespace tavrin

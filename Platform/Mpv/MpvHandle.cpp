@@ -1,0 +1,185 @@
+#include "Platform/Mpv/MpvHandle.hpp"
+
+#include <mpv/client.h>
+#include <mpv/render.h>
+
+#include <string_view>
+#include <vector>
+
+#include "Platform/Mpv/MpvSettings.hpp"
+#include "Platform/Mpv/MpvStreams.hpp"
+
+namespace tavrin {
+
+namespace {
+
+using Kind = MpvEvent::Kind;
+
+struct Observed {
+  const char* property;
+  mpv_format format;
+  Kind kind;
+};
+
+constexpr Observed observed[] = {
+    {"time-pos", MPV_FORMAT_DOUBLE, Kind::position},
+    {"duration", MPV_FORMAT_DOUBLE, Kind::duration},
+    {"eof-reached", MPV_FORMAT_FLAG, Kind::end},
+    {"paused-for-cache", MPV_FORMAT_FLAG, Kind::starved},
+};
+
+constexpr const char* videoTrack = "current-tracks/video/id";
+
+void ringBell(void* bell) { static_cast<Bell*>(bell)->ring(); }
+
+std::string errorText(int code) { return code < 0 ? mpv_error_string(code) : ""; }
+
+std::optional<MpvEvent> propertyEvent(std::uint64_t id, const mpv_event_property& property) {
+  for (const auto& known : observed) {
+    if (std::string_view(known.property) != property.name) continue;
+    if (property.format == MPV_FORMAT_NONE) return std::nullopt;  // nothing is open
+    const double number = known.format == MPV_FORMAT_DOUBLE
+                              ? *static_cast<const double*>(property.data)
+                              : *static_cast<const int*>(property.data);
+    return MpvEvent{known.kind, id, number, {}};
+  }
+  return std::nullopt;
+}
+
+std::string logLine(const mpv_event_log_message& message) {
+  std::string line = std::string(message.prefix) + ": " + message.text;
+  while (!line.empty() && line.back() == '\n') line.pop_back();
+  return line;
+}
+
+std::optional<MpvEvent> translate(const mpv_event& event) {
+  switch (event.event_id) {
+    case MPV_EVENT_IDLE:
+      return MpvEvent{Kind::idle, 0, 0, {}};
+    case MPV_EVENT_START_FILE:
+      return MpvEvent{Kind::fileStarted, 0, 0, {}};
+    case MPV_EVENT_FILE_LOADED:
+      return MpvEvent{Kind::fileOpened, 0, 0, {}};
+    case MPV_EVENT_END_FILE:
+      return MpvEvent{Kind::fileEnded, 0, 0,
+                      errorText(static_cast<const mpv_event_end_file*>(event.data)->error)};
+    case MPV_EVENT_COMMAND_REPLY:
+      return MpvEvent{Kind::commandEnded, event.reply_userdata, 0, errorText(event.error)};
+    case MPV_EVENT_GET_PROPERTY_REPLY:
+      return MpvEvent{Kind::videoTrack, event.reply_userdata, event.error < 0 ? 0.0 : 1.0, {}};
+    case MPV_EVENT_SEEK:
+      return MpvEvent{Kind::seekBegan, 0, 0, {}};
+    case MPV_EVENT_PLAYBACK_RESTART:
+      return MpvEvent{Kind::playbackStarted, 0, 0, {}};
+    case MPV_EVENT_PROPERTY_CHANGE:
+      return propertyEvent(event.reply_userdata,
+                           *static_cast<const mpv_event_property*>(event.data));
+    case MPV_EVENT_LOG_MESSAGE:
+      return MpvEvent{Kind::logged, 0, 0,
+                      logLine(*static_cast<const mpv_event_log_message*>(event.data))};
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<MpvHandle> MpvHandle::make(const MpvEngineOptions& options, Bell& bell,
+                                           std::string& why) {
+  std::unique_ptr<MpvHandle> handle(new MpvHandle);
+  why = handle->start(options, bell);
+  if (!why.empty()) handle.reset();
+  return handle;
+}
+
+std::string MpvHandle::start(const MpvEngineOptions& options, Bell& bell) {
+  mpv_ = mpv_create();
+  if (!mpv_) return "libmpv cannot start; LC_NUMERIC must be \"C\"";
+  for (const auto& [name, value] : mpvSettings()) {
+    const int code = mpv_set_option_string(mpv_, name, value);
+    if (code < 0) return std::string("libmpv refuses ") + name + ": " + errorText(code);
+  }
+  if (options.sound == MpvEngineOptions::Sound::none) mpv_set_option_string(mpv_, "ao", "null");
+  mpv_request_log_messages(mpv_, "error");
+  mpv_set_wakeup_callback(mpv_, ringBell, &bell);
+  int code = mpv_initialize(mpv_);
+  if (code >= 0) code = MpvStream::addProtocol(mpv_);
+  if (code < 0) return "libmpv cannot start: " + errorText(code);
+
+  // The renderer comes before the first load, which would otherwise open without a picture.
+  char api[] = MPV_RENDER_API_TYPE_SW;
+  mpv_render_param parameters[] = {{MPV_RENDER_PARAM_API_TYPE, api}, {}};
+  const LockGuard lock(renderMutex_);
+  code = mpv_render_context_create(&renderer_, mpv_, parameters);
+  if (code < 0) return "libmpv cannot draw: " + errorText(code);
+  mpv_render_context_set_update_callback(renderer_, ringBell, &bell);
+  return {};
+}
+
+MpvHandle::~MpvHandle() {
+  {
+    const LockGuard lock(renderMutex_);
+    if (renderer_) mpv_render_context_free(renderer_);
+  }
+  if (mpv_) mpv_terminate_destroy(mpv_);
+}
+
+void MpvHandle::command(std::initializer_list<const char*> words, std::uint64_t id) {
+  std::vector<const char*> arguments(words);
+  arguments.push_back(nullptr);
+  mpv_command_async(mpv_, id, arguments.data());
+}
+
+void MpvHandle::set(const char* property, bool value) {
+  int flag = value ? 1 : 0;
+  mpv_set_property_async(mpv_, 0, property, MPV_FORMAT_FLAG, &flag);
+}
+
+void MpvHandle::observe(std::uint64_t id) {
+  for (const auto& known : observed) {
+    mpv_observe_property(mpv_, id, known.property, known.format);
+  }
+}
+
+void MpvHandle::unobserve(std::uint64_t id) { mpv_unobserve_property(mpv_, id); }
+
+void MpvHandle::askForVideoTrack(std::uint64_t id) {
+  mpv_get_property_async(mpv_, id, videoTrack, MPV_FORMAT_INT64);
+}
+
+std::optional<MpvEvent> MpvHandle::nextEvent() {
+  for (;;) {
+    const mpv_event* event = mpv_wait_event(mpv_, 0);
+    if (event->event_id == MPV_EVENT_NONE) return std::nullopt;
+    if (auto translated = translate(*event)) return translated;
+  }
+}
+
+bool MpvHandle::takePicture() {
+  const LockGuard lock(renderMutex_);
+  if (!(mpv_render_context_update(renderer_) & MPV_RENDER_UPDATE_FRAME)) return false;
+  int skip = 1;
+  int block = 0;
+  mpv_render_param parameters[] = {{MPV_RENDER_PARAM_SKIP_RENDERING, &skip},
+                                   {MPV_RENDER_PARAM_BLOCK_FOR_TARGET_TIME, &block},
+                                   {}};
+  mpv_render_context_render(renderer_, parameters);
+  return true;
+}
+
+bool MpvHandle::draw(const PixelBuffer& target) {
+  int size[] = {target.width, target.height};
+  char format[] = "rgb0";
+  auto stride = static_cast<std::size_t>(target.stride);
+  int block = 0;
+  mpv_render_param parameters[] = {{MPV_RENDER_PARAM_SW_SIZE, size},
+                                   {MPV_RENDER_PARAM_SW_FORMAT, format},
+                                   {MPV_RENDER_PARAM_SW_STRIDE, &stride},
+                                   {MPV_RENDER_PARAM_SW_POINTER, target.pixels},
+                                   {MPV_RENDER_PARAM_BLOCK_FOR_TARGET_TIME, &block},
+                                   {}};
+  const LockGuard lock(renderMutex_);
+  return mpv_render_context_render(renderer_, parameters) >= 0;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Platform/Foundation/Mutex.hpp"
+#include "Platform/Media/MediaEngine.hpp"
+#include "Platform/Mpv/Bell.hpp"
+#include "Platform/Mpv/MpvEngine.hpp"
+
+struct mpv_handle;
+struct mpv_render_context;
+
+namespace tavrin {
+
+/// What a handle tells of itself, in the order in which it happened.
+struct MpvEvent {
+  enum class Kind {
+    idle,             // nothing is open, and no picture is left
+    fileStarted,      // the address is about to be opened
+    fileOpened,       // its tracks are known
+    fileEnded,        // text: why it failed, empty when it did not
+    commandEnded,     // id: the command's; text: why it failed, empty when it did not
+    videoTrack,       // id: the question's; number: 1 when a video track plays, else 0
+    seekBegan,        // playback jumps
+    playbackStarted,  // the first picture after an opening or a jump is out
+    position,         // id: the observation's; number: seconds
+    duration,         // id; number: seconds
+    end,              // id; number: 1 at the end, else 0
+    starved,          // id; number: 1 while playback waits for bytes, else 0
+    logged,           // text
+  };
+
+  Kind kind;
+  std::uint64_t id = 0;
+  double number = 0;
+  std::string text;
+};
+
+/// One libmpv player with its renderer. The engine's thread alone, but for `draw`.
+class MpvHandle {
+ public:
+  /// Rings the bell, from libmpv's threads, when there are events or pictures to take. Absent when
+  /// libmpv cannot start; `why` then says why.
+  static std::unique_ptr<MpvHandle> make(const MpvEngineOptions& options, Bell& bell,
+                                         std::string& why);
+  ~MpvHandle();
+  MpvHandle(const MpvHandle&) = delete;
+  MpvHandle& operator=(const MpvHandle&) = delete;
+
+  // None of these waits. Commands and settings are carried out in order.
+  /// `id`, unless it is 0, comes back in the command's event.
+  void command(std::initializer_list<const char*> words, std::uint64_t id = 0);
+  void set(const char* property, bool value);
+  /// Has changes of the open file told under the id; the present values come first.
+  void observe(std::uint64_t id);
+  void unobserve(std::uint64_t id);
+  /// Has it told, under the id, whether the open file has a video track.
+  void askForVideoTrack(std::uint64_t id);
+  /// The next event, absent when there is none now.
+  std::optional<MpvEvent> nextEvent();
+
+  /// Makes a new picture, if there is one, the current one, and returns whether there was one.
+  /// libmpv waits for this: it must come soon after the bell.
+  bool takePicture();
+  /// Draws the current picture. Any thread.
+  bool draw(const PixelBuffer& target);
+
+ private:
+  MpvHandle() = default;
+  std::string start(const MpvEngineOptions& options, Bell& bell);
+
+  mpv_handle* mpv_ = nullptr;  // owned
+  Mutex renderMutex_;          // libmpv takes one call to a renderer at a time
+  mpv_render_context* renderer_ TAVRIN_GUARDED_BY(renderMutex_) = nullptr;  // owned
+};
+
+}  // namespace tavrin

@@ -1,0 +1,210 @@
+#include "Platform/Mpv/MpvLane.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "Platform/Media/AVAssetResourceLoader.hpp"
+#include "Platform/Media/AssetByteReader.hpp"
+
+namespace tavrin {
+
+namespace {
+
+using Kind = MpvEvent::Kind;
+
+// Seeks are numbered from 1 by the engine.
+constexpr std::uint64_t loadCommand = std::numeric_limits<std::uint64_t>::max();
+
+void setIfChanged(MpvHandle& handle, std::optional<bool>& last, const char* property, bool value) {
+  if (last == value) return;
+  last = value;
+  handle.set(property, value);
+}
+
+bool isFromNetwork(const URL& url) {
+  const auto scheme = url.scheme();
+  return scheme == "http" || scheme == "https";
+}
+
+}  // namespace
+
+void MpvLane::open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& asset) {
+  load_ = {};
+  load_.id = load;
+  stream_.reset();
+  hasVideoTrack_.reset();
+  lastError_.clear();
+  std::string address = asset->url().absoluteString();
+  if (asset->resourceLoader()->delegate()) {
+    stream_.emplace(AssetByteReader::make(asset));
+    address = stream_->address();
+  } else if (!isFromNetwork(asset->url())) {
+    return fail("only http and https addresses are opened");
+  }
+  setPlaying(false);
+  handle_->command({"loadfile", address.c_str()}, loadCommand);
+  phase_ = Phase::starting;
+  closesOnceStarted_ = false;
+}
+
+void MpvLane::close() {
+  ignoreObservations();
+  endSeek(false);
+  if (phase_ == Phase::idle || phase_ == Phase::closing) return;
+  if (stream_) stream_->reader().cancel();
+  if (phase_ == Phase::starting) {
+    // A stop that came before the start would be followed by no report of idleness.
+    closesOnceStarted_ = true;
+  } else {
+    handle_->command({"stop"});
+    phase_ = Phase::closing;
+  }
+}
+
+void MpvLane::setPlaying(bool playing) {
+  if (playing) load_.hasLeftStart = true;
+  setIfChanged(*handle_, isPaused_, "pause", !playing);
+}
+
+void MpvLane::setMuted(bool muted) { setIfChanged(*handle_, isMuted_, "mute", muted); }
+
+void MpvLane::setWaitsToMinimizeStalling(bool waits) {
+  setIfChanged(*handle_, waits_, "cache-pause-initial", waits);
+}
+
+void MpvLane::seek(std::uint64_t serial, double seconds) {
+  endSeek(false);
+  ignoreObservations();
+  load_.isAtEnd = false;
+  load_.isStarved = false;
+  load_.hasLeftStart = true;
+  seekPhase_ = SeekPhase::sent;
+  seekSerial_ = serial;
+  seekTarget_ = seconds;
+  handle_->command({"seek", std::to_string(seconds).c_str(), "absolute+exact"}, serial);
+}
+
+bool MpvLane::update(const std::function<void(const std::string&)>& logError) {
+  const bool hasNewPicture = handle_->takePicture();
+  while (const auto event = handle_->nextEvent()) {
+    const bool isEnding = closesOnceStarted_ || phase_ == Phase::closing;
+    if (event->kind == Kind::logged && isEnding) continue;  // the ending itself is no error
+    if (event->kind == Kind::logged && logError) logError(event->text);
+    handle(*event);
+  }
+  if (!hasNewPicture || phase_ != Phase::open) return false;
+  load_.hasPicture = true;
+  return true;
+}
+
+void MpvLane::handle(const MpvEvent& event) {
+  switch (event.kind) {
+    case Kind::idle:
+      // A new handle reports idleness too, possibly after its first load has been asked for.
+      if (phase_ == Phase::closing) phase_ = Phase::idle;
+      break;
+    case Kind::fileStarted:
+      phase_ = Phase::open;
+      if (closesOnceStarted_) {
+        close();
+      } else {
+        observeAnew();
+      }
+      closesOnceStarted_ = false;
+      break;
+    case Kind::fileOpened:
+      handle_->askForVideoTrack(load_.id);
+      break;
+    case Kind::fileEnded:
+      if (std::exchange(phase_, Phase::closing) == Phase::open) {
+        fail(event.text.empty() ? "it ended early" : event.text);
+      }
+      break;
+    case Kind::commandEnded:
+      if (event.id == loadCommand && !event.text.empty()) {
+        phase_ = Phase::idle;
+        fail(event.text);
+      } else if (event.id == seekSerial_ && seekPhase_ == SeekPhase::sent) {
+        seekPhase_ = SeekPhase::accepted;
+        if (!event.text.empty()) endSeek(false);
+      }
+      break;
+    case Kind::videoTrack:
+      if (event.id != load_.id || phase_ != Phase::open) break;
+      hasVideoTrack_ = event.number != 0;
+      if (!*hasVideoTrack_) fail("it has no picture");
+      break;
+    case Kind::seekBegan:
+      if (seekPhase_ == SeekPhase::accepted) seekPhase_ = SeekPhase::jumping;
+      break;
+    case Kind::playbackStarted:
+      if (phase_ == Phase::open && hasVideoTrack_ == true) load_.hasPicture = true;
+      if (seekPhase_ == SeekPhase::jumping) endSeek(true);
+      break;
+    case Kind::logged:
+      lastError_ = event.text;
+      break;
+    case Kind::position:
+    case Kind::duration:
+    case Kind::end:
+    case Kind::starved:
+      if (event.id == observation_ && phase_ == Phase::open) handleObservation(event);
+      break;
+  }
+}
+
+void MpvLane::handleObservation(const MpvEvent& event) {
+  switch (event.kind) {
+    case Kind::position:
+      setPosition(event.number);
+      break;
+    case Kind::duration:
+      load_.duration = event.number;
+      break;
+    case Kind::end:
+      load_.isAtEnd = event.number != 0;
+      if (load_.isAtEnd && !load_.hasPicture) fail("it has no picture");
+      break;
+    default:
+      load_.isStarved = event.number != 0;
+  }
+}
+
+void MpvLane::setPosition(double seconds) {
+  load_.position = seconds;
+  if (!firstPosition_) firstPosition_ = seconds;
+  load_.hasMoved = seconds > *firstPosition_;
+}
+
+void MpvLane::fail(const std::string& reason) {
+  if (load_.failure) return;
+  std::string text = "The video cannot be played: " + reason;
+  if (!lastError_.empty()) text += " (" + lastError_ + ")";
+  load_.failure = Error{std::move(text)};
+  close();
+}
+
+void MpvLane::endSeek(bool finished) {
+  if (std::exchange(seekPhase_, SeekPhase::none) == SeekPhase::none) return;
+  seekEnd_ = SeekEnd{seekSerial_, finished};
+  if (!finished) return;
+  load_.position = std::clamp(seekTarget_, 0.0, std::max(load_.duration, 0.0));
+  observeAnew();
+}
+
+// A change that was under way when the observation began belongs to what was before: the number
+// tells the two apart.
+void MpvLane::observeAnew() {
+  ignoreObservations();
+  firstPosition_.reset();
+  load_.hasMoved = false;
+  handle_->observe(++observation_);
+}
+
+void MpvLane::ignoreObservations() {
+  handle_->unobserve(observation_);
+  ++observation_;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "Platform/Foundation/Error.hpp"
+#include "Platform/Media/AVURLAsset.hpp"
+#include "Platform/Media/MediaEngine.hpp"
+#include "Platform/Mpv/MpvHandle.hpp"
+#include "Platform/Mpv/MpvStreams.hpp"
+
+namespace tavrin {
+
+/// What is known of one load. It only gathers facts; the engine decides what to tell.
+struct MpvLoad {
+  MediaEngine::LoadId id = 0;
+  bool hasPicture = false;
+  bool isAtEnd = false;
+  /// Waits for bytes.
+  bool isStarved = false;
+  /// Has moved on since it was opened or last sought.
+  bool hasMoved = false;
+  /// It has been unpaused or sought: it may no longer stand at its start.
+  bool hasLeftStart = false;
+  double position = 0;  // seconds
+  double duration = 0;  // seconds; 0 while it is not known
+  std::optional<Error> failure;
+};
+
+/// One handle that plays one load after another, each from an idle handle, so that nothing of a
+/// load reaches the next: neither a picture nor a late event. The engine's thread alone, but for
+/// `draw`.
+class MpvLane {
+ public:
+  struct SeekEnd {
+    std::uint64_t serial;
+    bool finished;
+  };
+
+  explicit MpvLane(std::unique_ptr<MpvHandle> handle) : handle_(std::move(handle)) {}
+
+  bool isIdle() const { return phase_ == Phase::idle; }
+  /// The load opened last.
+  const MpvLoad& load() const { return load_; }
+  bool isReady() const { return load_.hasPicture && !load_.failure; }
+  /// Whether the load's reader has failed.
+  bool readerHasFailed() const { return stream_ && stream_->reader().hasFailed(); }
+
+  /// Opens the asset, paused. The lane must be idle.
+  void open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& asset);
+  /// Ends the load: at once for its reader, soon for the handle.
+  void close();
+  /// Ends the load as failed, unless it has failed already.
+  void fail(const std::string& reason);
+  void setPlaying(bool playing);
+  void setMuted(bool muted);
+  void setWaitsToMinimizeStalling(bool waits);
+  /// Moves to a time in seconds; the load must be ready. A seek under way is overtaken.
+  void seek(std::uint64_t serial, double seconds);
+  bool isSeeking() const { return seekPhase_ != SeekPhase::none; }
+  std::optional<SeekEnd> takeSeekEnd() { return std::exchange(seekEnd_, std::nullopt); }
+
+  /// Takes in what the handle has to tell. Returns whether the load has a new picture.
+  bool update(const std::function<void(const std::string&)>& logError);
+  bool draw(const PixelBuffer& target) { return handle_->draw(target); }
+
+ private:
+  enum class Phase { idle, starting, open, closing };
+  enum class SeekPhase { none, sent, accepted, jumping };
+
+  void handle(const MpvEvent& event);
+  void handleObservation(const MpvEvent& event);
+  void setPosition(double seconds);
+  void endSeek(bool finished);
+  void observeAnew();
+  void ignoreObservations();
+
+  const std::unique_ptr<MpvHandle> handle_;
+  Phase phase_ = Phase::idle;
+  bool closesOnceStarted_ = false;
+  MpvLoad load_;
+  std::optional<MpvStream> stream_;  // absent for a load that is opened by its address
+  std::optional<bool> hasVideoTrack_;
+  std::optional<double> firstPosition_;  // since the observation began
+  std::string lastError_;
+  std::uint64_t observation_ = 0;
+
+  SeekPhase seekPhase_ = SeekPhase::none;
+  std::uint64_t seekSerial_ = 0;
+  double seekTarget_ = 0;  // seconds
+  std::optional<SeekEnd> seekEnd_;
+
+  // What the handle was set to last.
+  std::optional<bool> isPaused_;
+  std::optional<bool> isMuted_;
+  std::optional<bool> waits_;
+};
+
+}  // namespace tavrin

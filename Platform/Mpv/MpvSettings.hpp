@@ -1,0 +1,15 @@
+#pragma once
+
+#include <span>
+
+namespace tavrin {
+
+struct MpvSetting {
+  const char* name;
+  const char* value;
+};
+
+/// What every handle is set to before it starts.
+std::span<const MpvSetting> mpvSettings();
+
+}  // namespace tavrin

@@ -1,0 +1,112 @@
+#include "Platform/Mpv/MpvStreams.hpp"
+
+#include <mpv/client.h>
+#include <mpv/stream_cb.h>
+
+#include <charconv>
+#include <string_view>
+#include <unordered_map>
+
+#include "Platform/Foundation/Mutex.hpp"
+
+namespace tavrin {
+
+namespace {
+
+constexpr std::string_view protocol = "tavrin-reader";
+constexpr std::string_view separator = "://";
+
+class ReaderTable {
+ public:
+  // Never destroyed: libmpv's threads may use it until the process ends.
+  static ReaderTable& shared() {
+    static auto* table = new ReaderTable;
+    return *table;
+  }
+
+  std::uint64_t add(std::shared_ptr<AssetByteReader> reader) {
+    const LockGuard lock(mutex_);
+    readers_.emplace(++lastId_, std::move(reader));
+    return lastId_;
+  }
+
+  void remove(std::uint64_t id) {
+    std::shared_ptr<AssetByteReader> removed;  // released after the lock
+    const LockGuard lock(mutex_);
+    const auto found = readers_.find(id);
+    if (found == readers_.end()) return;
+    removed = std::move(found->second);
+    readers_.erase(found);
+  }
+
+  std::shared_ptr<AssetByteReader> find(std::uint64_t id) {
+    const LockGuard lock(mutex_);
+    const auto found = readers_.find(id);
+    return found == readers_.end() ? nullptr : found->second;
+  }
+
+ private:
+  Mutex mutex_;
+  std::uint64_t lastId_ TAVRIN_GUARDED_BY(mutex_) = 0;
+  std::unordered_map<std::uint64_t, std::shared_ptr<AssetByteReader>> readers_
+      TAVRIN_GUARDED_BY(mutex_);
+};
+
+std::shared_ptr<AssetByteReader> readerOf(void* cookie) {
+  return ReaderTable::shared().find(reinterpret_cast<std::uintptr_t>(cookie));
+}
+
+std::int64_t read(void* cookie, char* buffer, std::uint64_t size) {
+  const auto reader = readerOf(cookie);
+  return reader ? reader->read(std::as_writable_bytes(std::span(buffer, size))) : -1;
+}
+
+std::int64_t seek(void* cookie, std::int64_t offset) {
+  const auto reader = readerOf(cookie);
+  if (reader && reader->seek(offset)) return offset;
+  return MPV_ERROR_GENERIC;
+}
+
+std::int64_t size(void* cookie) {
+  const auto reader = readerOf(cookie);
+  const auto length = reader ? reader->size() : std::nullopt;
+  return length.value_or(MPV_ERROR_UNSUPPORTED);
+}
+
+void cancel(void* cookie) {
+  if (const auto reader = readerOf(cookie)) reader->cancel();
+}
+
+void close(void*) {}
+
+int open(void*, char* address, mpv_stream_cb_info* info) {
+  std::string_view digits = address;
+  digits.remove_prefix(std::min(digits.size(), protocol.size() + separator.size()));
+  std::uintptr_t id = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), id);
+  if (!ReaderTable::shared().find(id)) return MPV_ERROR_LOADING_FAILED;
+  info->cookie = reinterpret_cast<void*>(id);
+  info->read_fn = read;
+  info->seek_fn = seek;
+  info->size_fn = size;
+  info->close_fn = close;
+  info->cancel_fn = cancel;
+  return 0;
+}
+
+}  // namespace
+
+MpvStream::MpvStream(std::shared_ptr<AssetByteReader> reader)
+    : reader_(std::move(reader)), id_(ReaderTable::shared().add(reader_)) {}
+
+MpvStream::~MpvStream() { ReaderTable::shared().remove(id_); }
+
+std::string MpvStream::address() const {
+  return std::string(protocol) + std::string(separator) + std::to_string(id_);
+}
+
+int MpvStream::addProtocol(mpv_handle* handle) {
+  return mpv_stream_cb_add_ro(handle, std::string(protocol).c_str(), nullptr, open);
+}
+
+}  // namespace tavrin

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "Platform/Foundation/Data.hpp"
+#include "Platform/Media/AVAssetResourceLoader.hpp"
+#include "Platform/Media/AVURLAsset.hpp"
+
+namespace tavrin::testing {
+
+/// Answers an asset's loading requests from bytes that arrive when a test says so. Main queue only.
+class ScriptedResource final : public AVAssetResourceLoaderDelegate,
+                               public std::enable_shared_from_this<ScriptedResource> {
+ public:
+  /// A resource of which all bytes are there.
+  static std::shared_ptr<ScriptedResource> make(Data bytes);
+
+  /// An asset whose bytes come from here, for as long as this lives.
+  std::shared_ptr<AVURLAsset> asset();
+  /// How many bytes are there; requests for more wait. With none, the length is not told either.
+  void setAvailable(std::int64_t count);
+  /// Takes no more requests, so that they fail, and hides its length if it has not been told.
+  void refuse() { isRefusing_ = true; }
+  std::size_t waitingRequests() const { return waiting_.size(); }
+
+  bool resourceLoader(AVAssetResourceLoader& loader,
+                      const std::shared_ptr<AVAssetResourceLoadingRequest>& request) override;
+  void resourceLoaderDidCancel(
+      AVAssetResourceLoader& loader,
+      const std::shared_ptr<AVAssetResourceLoadingRequest>& request) override;
+
+ private:
+  explicit ScriptedResource(Data bytes) : bytes_(std::move(bytes)), available_(bytes_.count()) {}
+  bool answer(AVAssetResourceLoadingRequest& request);
+
+  const Data bytes_;
+  std::int64_t available_;
+  bool isRefusing_ = false;
+  std::set<std::shared_ptr<AVAssetResourceLoadingRequest>> waiting_;
+};
+
+}  // namespace tavrin::testing
