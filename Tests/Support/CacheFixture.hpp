@@ -1,0 +1,43 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Tests/Support/RangeServer.hpp"
+#include "Tests/Support/TemporaryDirectory.hpp"
+
+namespace tavrin::testing {
+
+/// A server, and a cache directory of the test's own.
+class CacheFixture : public ::testing::Test {
+ protected:
+  CacheFixture() {
+    setenv("XDG_CACHE_HOME", root.path().c_str(), 1);
+    std::filesystem::create_directory(cacheDirectory());
+  }
+
+  URL url(const std::string& name) const { return server.url("/" + name); }
+  std::filesystem::path cacheDirectory() const { return root.path() / "VideoCache"; }
+  void addFile(const std::string& name, const std::string& contents) const;
+  std::string fileContents(const std::string& name) const;
+  std::vector<std::string> files() const { return filesBelow(cacheDirectory()); }
+  /// Names relative to the directory, sorted.
+  static std::vector<std::string> filesBelow(const std::filesystem::path& directory);
+
+  /// Pumps the main queue until the condition holds, asked again after at most a millisecond.
+  static bool waitUntil(const std::function<bool()>& condition);
+
+  TemporaryDirectory root;
+  RangeServer server;
+};
+
+/// Bytes in which every offset differs from its neighbours.
+std::string patternBytes(std::size_t count);
+
+}  // namespace tavrin::testing

@@ -1,0 +1,134 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "Platform/Foundation/FileManager.hpp"
+#include "Tavrin/CachingPlayerItem.hpp"
+#include "Tavrin/Dependency/VideoCacheDependency.hpp"
+#include "Tests/Support/Await.hpp"
+#include "Tests/Support/CacheFixture.hpp"
+#include "Tests/Support/CapturedStdout.hpp"
+
+namespace tavrin {
+namespace {
+
+using testing::await;
+using ::testing::IsEmpty;
+
+class CacheClientTest : public testing::CacheFixture {
+ protected:
+  const VideoCacheDependency live = VideoCacheDependencyKey::liveValue();
+};
+
+TEST_F(CacheClientTest, EachManagerHasItsOwnItemsUntilItIsDestroyed) {
+  addFile("a.mp4", "a");
+  const Media a(UUID::random(), url("a.mp4"), {"video/mp4"});
+  const auto first = await(live.create());
+  const auto second = await(live.create());
+  EXPECT_NE(first, second);
+  await(live.prepareFirstTwoVideos(first, a, std::nullopt));
+  const auto take = [&](const std::optional<UUID>& id) {
+    return await(live.returnVideoFromArr(id, *a.url, "video/mp4"));
+  };
+  EXPECT_EQ(take(first), take(first)) << "prepared";
+  EXPECT_NE(take(second), take(second)) << "from disk each time";
+  await(live.destroy(first));
+  await(live.destroy(first));
+  for (const auto& id : {std::optional(first), std::optional(UUID::random()), {}}) {
+    EXPECT_EQ(take(id), nullptr);
+    await(live.saveVideosToCache(id, url("b.mp4"), "video/mp4"));
+    await(live.prepareFirstTwoVideos(id, a, a));
+    await(live.onSkipForwardPrepare(id, a, a));
+    await(live.onSkipBackPrepare(id, a, a));
+  }
+  await(live.destroy(std::nullopt));
+  EXPECT_NE(take(second), nullptr);
+  EXPECT_THAT(server.requests(), IsEmpty());
+  await(live.destroy(second));
+}
+
+TEST_F(CacheClientTest, TheTestValueTouchesNothing) {
+  const auto client = VideoCacheDependencyKey::testValue();
+  const auto id = await(client.create());
+  EXPECT_NE(await(client.create()), id);
+  await(client.saveVideosToCache(id, url("a.mp4"), "video/mp4"));
+  EXPECT_EQ(await(live.returnVideoFromArr(id, url("a.mp4"), "video/mp4")), nullptr);
+  const auto item = await(client.returnVideoFromArr(id, url("a.mp4"), "video/mp4"));
+  EXPECT_NE(std::dynamic_pointer_cast<CachingPlayerItem>(item), nullptr);
+  EXPECT_THAT(server.requests(), IsEmpty());
+  EXPECT_THAT(files(), IsEmpty());
+}
+
+TEST_F(CacheClientTest, RacingFirstCallsShareOneRegistry) {
+  std::vector<std::thread> threads;
+  std::atomic<int> found{0};
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      const auto id = await(live.create());
+      if (await(live.returnVideoFromArr(id, url("a.mp4"), "video/mp4"))) ++found;
+      await(live.destroy(id));
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(found, 8);
+}
+
+// Calls of every kind against one manager while downloads end. TAVRIN_RACE_SECONDS sets how long.
+TEST_F(CacheClientTest, CallsFromManyThreadsDoNotRaceWithEachOtherOrWithDownloads) {
+  constexpr int videos = 12;
+  for (int i = 0; i < videos; ++i) {
+    const auto path = "/" + std::to_string(i) + ".mp4";
+    server.serve(path, testing::patternBytes(50'000), i % 4 == 0 ? "reset mid-body" : "plain");
+  }
+  const char* seconds = std::getenv("TAVRIN_RACE_SECONDS");
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::seconds(seconds ? std::atoi(seconds) : 1);
+  const auto id = await(live.create());
+  const testing::CapturedStdout printed;
+  std::vector<std::thread> threads;
+  for (unsigned thread = 0; thread < 8; ++thread) {
+    threads.emplace_back([&, thread] {
+      std::mt19937 random(thread);
+      const auto video = [&] {
+        const auto name = std::to_string(random() % videos) + ".mp4";
+        return Media(UUID::random(), url(name), {"video/mp4"});
+      };
+      while (std::chrono::steady_clock::now() < end) {
+        switch (random() % 6) {
+          case 0:
+            await(live.saveVideosToCache(id, video().url, "video/mp4"));
+            break;
+          case 1:
+            await(live.prepareFirstTwoVideos(id, video(), video()));
+            break;
+          case 2:
+            await(live.onSkipForwardPrepare(id, video(), video()));
+            break;
+          case 3:
+            await(live.onSkipBackPrepare(id, video(), video()));
+            break;
+          case 4:
+            std::filesystem::remove(cacheDirectory() / video().url->lastPathComponent());
+            break;
+          default:
+            EXPECT_NE(await(live.returnVideoFromArr(id, *video().url, "video/mp4")), nullptr);
+        }
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  await(live.destroy(id));
+  // Writes that had begun still end.
+  EXPECT_TRUE(
+      waitUntil([&] { return std::ranges::none_of(files(), FileManager::isTemporaryName); }));
+  for (const auto& file : files()) EXPECT_EQ(fileContents(file).size(), 50'000U) << file;
+}
+
+}  // namespace
+}  // namespace tavrin
