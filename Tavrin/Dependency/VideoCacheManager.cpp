@@ -24,6 +24,14 @@ void printLine(const std::string& line) {
   std::fflush(stdout);
 }
 
+template <class Items, class Predicate>
+Items takeIf(Items& items, Predicate&& isTaken) {
+  Items taken;
+  std::ranges::copy_if(items, std::back_inserter(taken), isTaken);
+  std::erase_if(items, isTaken);
+  return taken;
+}
+
 // Once for each directory: what killed writes have left comes from earlier processes.
 void removeStaleFilesOnce(const std::string& directory) {
   static Mutex mutex;
@@ -149,12 +157,9 @@ bool VideoCacheManager::prepare(const std::optional<Media>& video, Place place,
 void VideoCacheManager::drop(const std::optional<Media>& video) {
   if (!video || !video->url) return;
   const auto name = video->url->lastPathComponent();
-  NamedItems dropped;
+  NamedItems dropped;  // released after the lock
   const LockGuard lock(mutex_);
-  const auto kept = std::ranges::stable_partition(
-      cachedItems_, [&](const NamedItem& each) { return each.name != name; });
-  dropped.assign(std::move_iterator(kept.begin()), std::move_iterator(kept.end()));
-  cachedItems_.erase(kept.begin(), kept.end());
+  dropped = takeIf(cachedItems_, [&](const NamedItem& each) { return each.name == name; });
 }
 
 void VideoCacheManager::playerItemDidFinishDownloadingData(CachingPlayerItem& item,
@@ -173,13 +178,10 @@ void VideoCacheManager::playerItemDownloadingFailedWith(CachingPlayerItem& item,
 }
 
 void VideoCacheManager::removeStreamable(const CachingPlayerItem& item) {
-  NamedItems removed;
+  NamedItems removed;  // released after the lock
   const LockGuard lock(mutex_);
-  std::erase_if(streamableItems_, [&](const NamedItem& each) {
-    if (each.item.get() != &item) return false;
-    removed.push_back(each);
-    return true;
-  });
+  removed =
+      takeIf(streamableItems_, [&](const NamedItem& each) { return each.item.get() == &item; });
 }
 
 VideoCacheManager::Items VideoCacheManager::cachedItems() const {

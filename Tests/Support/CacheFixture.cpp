@@ -4,6 +4,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "Platform/Foundation/FileManager.hpp"
+
 namespace tavrin::testing {
 
 void CacheFixture::addFile(const std::string& name, const std::string& contents) const {
@@ -13,6 +15,12 @@ void CacheFixture::addFile(const std::string& name, const std::string& contents)
 std::string CacheFixture::fileContents(const std::string& name) const {
   std::ifstream file(cacheDirectory() / name, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::vector<std::string> CacheFixture::files() const {
+  auto names = filesBelow(cacheDirectory());
+  std::erase_if(names, FileManager::isTemporaryName);
+  return names;
 }
 
 std::vector<std::string> CacheFixture::filesBelow(const std::filesystem::path& directory) {

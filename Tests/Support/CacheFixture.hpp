@@ -26,7 +26,8 @@ class CacheFixture : public ::testing::Test {
   std::filesystem::path cacheDirectory() const { return root.path() / "VideoCache"; }
   void addFile(const std::string& name, const std::string& contents) const;
   std::string fileContents(const std::string& name) const;
-  std::vector<std::string> files() const { return filesBelow(cacheDirectory()); }
+  /// The names of the cached videos, sorted.
+  std::vector<std::string> files() const;
   /// Names relative to the directory, sorted.
   static std::vector<std::string> filesBelow(const std::filesystem::path& directory);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -26,6 +27,7 @@ class CapturedStdout {
     std::fflush(stdout);
     dup2(terminal_, STDOUT_FILENO);
     close(terminal_);
+    if (::testing::Test::HasFailure()) std::fputs(text().c_str(), stdout);
   }
   CapturedStdout(const CapturedStdout&) = delete;
   CapturedStdout& operator=(const CapturedStdout&) = delete;

@@ -60,7 +60,7 @@ TEST_F(CacheManagerTest, DownloadsOnceKeepsTheBytesAndSaysSo) {
   const auto line = "--> " + url("a.mp4?signature=x#t").absoluteString() + " removed\n";
   EXPECT_TRUE(waitUntil([&] { return !printed.text().empty(); }));
   EXPECT_EQ(printed.text(), line);
-  EXPECT_EQ(fileContents("a.mp4"), body);
+  EXPECT_TRUE(fileContents("a.mp4") == body);
   ASSERT_EQ(server.requests().size(), 1U);
   EXPECT_EQ(server.requests()[0].header("Range"), std::nullopt);
   EXPECT_THAT(manager->cachedItems(), IsEmpty());
@@ -197,7 +197,7 @@ TEST_F(CacheManagerTest, AFullDiskCostsTheCacheAlone) {
   const auto item = manager->streamableItems()[0];
   manager->playerItemDidFinishDownloadingData(*item, Data(testing::patternBytes(200'000)));
   EXPECT_EQ(manager->streamableItems().size(), 1U);
-  EXPECT_THAT(files(), IsEmpty());
+  EXPECT_THAT(filesBelow(cacheDirectory()), IsEmpty());
   manager->playerItemDidFinishDownloadingData(*item, Data("small enough"));
   EXPECT_THAT(files(), ElementsAre("a.mp4"));
   EXPECT_EQ(umount(cacheDirectory().c_str()), 0);
