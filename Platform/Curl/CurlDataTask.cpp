@@ -28,7 +28,10 @@ void CurlDataTask::transferReceived(const URLResponse& response) {
 
 bool CurlDataTask::transferReceived(std::span<const std::byte> bytes) {
   const auto mustWake = inbox_.put(bytes);
-  if (mustWake.value_or(false)) scheduleTurn();
+  // After the turn, for a turn brings several pieces, and the wake-up costs more than a piece.
+  if (mustWake.value_or(false)) {
+    TransferThread::shared().afterTurn([self = shared_from_this()] { self->scheduleTurn(); });
+  }
   return mustWake.has_value();
 }
 
@@ -48,8 +51,9 @@ void CurlDataTask::takeTurn() {
   if (!event) return;
   deliver(*delegate, *event);
   event.reset();
-  if (inbox_.finish()) transfer_->proceed();
-  scheduleTurn();
+  const auto rest = inbox_.finish();
+  if (rest.wantsRefused) transfer_->proceed();
+  if (rest.hasMore) scheduleTurn();
 }
 
 void CurlDataTask::deliver(URLSessionDataDelegate& delegate, const Inbox::Event& event) {

@@ -8,7 +8,7 @@ namespace {
 
 // Small pieces are joined while they wait. Several chunks fill the inbox, so that a delegate can
 // work on one while the next arrives.
-constexpr std::int64_t chunkBytes = std::int64_t{64} * 1024;
+constexpr std::int64_t chunkBytes = std::int64_t{32} * 1024;
 
 }  // namespace
 
@@ -52,11 +52,12 @@ std::optional<Inbox::Event> Inbox::take() {
   return event;
 }
 
-bool Inbox::finish() {
+Inbox::Rest Inbox::finish() {
   const LockGuard lock(mutex_);
   queuedBytes_ -= std::exchange(takenBytes_, 0);
-  if (isDropped_ || queuedBytes_ > capacityBytes_ / 2) return false;
-  return std::exchange(hasRefused_, false);
+  isAwake_ = !events_.empty();
+  const bool hasRoom = !isDropped_ && queuedBytes_ <= capacityBytes_ / 2;
+  return {.hasMore = isAwake_, .wantsRefused = hasRoom && std::exchange(hasRefused_, false)};
 }
 
 void Inbox::drop() {

@@ -34,9 +34,12 @@ class Inbox {
   /// The next event, in the taker's hands until `finish()`. Absent when there is none, and the
   /// taker sleeps.
   std::optional<Event> take();
-  /// The taken event has been dealt with, and its memory is free. Whether bytes that were refused
-  /// have room now.
-  bool finish();
+  struct Rest {
+    bool hasMore;       // without more, the taker sleeps
+    bool wantsRefused;  // bytes that were refused have room now
+  };
+  /// The taken event has been dealt with, and its memory is free.
+  Rest finish();
 
   /// Forgets everything, and all that comes later.
   void drop();

@@ -10,8 +10,9 @@ struct TransferLimits {
   /// How long a transfer may go without receiving a byte, its connecting included. The time in
   /// which it waits for its own delegate does not count.
   std::chrono::milliseconds silence = std::chrono::seconds(60);
-  /// Bytes received that the delegate has not finished with. Above this the transfer waits.
-  std::int64_t queuedBytes = std::int64_t{256} * 1024;
+  /// Bytes received that the delegate has not finished with. Above this the transfer waits. With
+  /// what curl itself then holds, a waiting transfer stays below 256 KiB.
+  std::int64_t queuedBytes = std::int64_t{96} * 1024;
 };
 
 }  // namespace tavrin::curl

@@ -62,6 +62,7 @@ void TransferThread::run() {
   while (runJobs()) {
     int running = 0;
     curl_multi_perform(multi_, &running);
+    runLateJobs();
     endCompleted();
     endSilent();
     curl_multi_poll(multi_, nullptr, 0, pollMilliseconds(), nullptr);
@@ -81,6 +82,11 @@ bool TransferThread::runJobs() {
   if (isStopping) return false;
   for (const auto& job : jobs) job();
   return true;
+}
+
+void TransferThread::runLateJobs() {
+  for (const auto& job : lateJobs_) job();
+  lateJobs_.clear();
 }
 
 CURLMcode TransferThread::add(const std::shared_ptr<Transfer>& transfer) {

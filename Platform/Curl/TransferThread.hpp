@@ -2,12 +2,13 @@
 
 #include <curl/curl.h>
 
-#include <atomic>
 #include <chrono>
 #include <deque>
 #include <memory>
 #include <thread>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "Platform/Foundation/Executor.hpp"
 #include "Platform/Foundation/Mutex.hpp"
@@ -27,6 +28,9 @@ class TransferThread final : public Executor {
   /// Runs the job on the transfer thread. Any thread. Dropped after the stop.
   void post(Job job) override;
 
+  /// Runs the job at the end of the loop's turn. Transfer thread only.
+  void afterTurn(Job job) { lateJobs_.push_back(std::move(job)); }
+
   /// Drives a transfer until it ends or is removed. Transfer thread only.
   CURLMcode add(const std::shared_ptr<Transfer>& transfer);
   /// Lets go of a transfer. Transfer thread only, and not from a callback of the transfer.
@@ -37,6 +41,7 @@ class TransferThread final : public Executor {
   void stop();
   void run();
   bool runJobs();
+  void runLateJobs();
   void endCompleted();
   void endSilent();
   int pollMilliseconds() const;
@@ -47,6 +52,7 @@ class TransferThread final : public Executor {
   // Transfer thread only; the wake-up, which curl allows from any thread, excepted.
   CURLM* multi_;
   std::unordered_map<CURL*, std::shared_ptr<Transfer>> active_;
+  std::vector<Job> lateJobs_;
   Clock::time_point nextSilenceCheck_ = Clock::time_point::max();
   // Touched by the constructor and by stop() alone.
   std::thread thread_;

@@ -21,7 +21,7 @@ TEST(Inbox, HoldsNoMoreThanItsCapacityWithWhatIsBeingHeard) {
 
   const auto taken = inbox.take();
   ASSERT_TRUE(taken);
-  EXPECT_EQ(std::get<Data>(*taken).count(), 64 * 1024) << "pieces are joined";
+  EXPECT_EQ(std::get<Data>(*taken).count(), 32 * 1024) << "pieces are joined";
   EXPECT_FALSE(inbox.put(bytesOf(piece))) << "a chunk counts until it has been dealt with";
 }
 
@@ -30,11 +30,13 @@ TEST(Inbox, AsksForRefusedBytesOnceWhenHalfIsFree) {
   while (inbox.put(bytesOf(piece))) {
   }
   inbox.take();
-  EXPECT_FALSE(inbox.finish());
+  for (const int freed : {32, 64, 96}) {
+    EXPECT_FALSE(inbox.finish().wantsRefused) << freed << " KiB";
+    inbox.take();
+  }
+  EXPECT_TRUE(inbox.finish().wantsRefused);
   inbox.take();
-  EXPECT_TRUE(inbox.finish());
-  inbox.take();
-  EXPECT_FALSE(inbox.finish()) << "it has asked already";
+  EXPECT_FALSE(inbox.finish().wantsRefused) << "it has asked already";
 }
 
 TEST(Inbox, PieceLargerThanTheCapacityPassesAlone) {
@@ -42,7 +44,7 @@ TEST(Inbox, PieceLargerThanTheCapacityPassesAlone) {
   EXPECT_TRUE(inbox.put(bytesOf(piece)));
   EXPECT_FALSE(inbox.put(bytesOf(piece)));
   inbox.take();
-  EXPECT_TRUE(inbox.finish());
+  EXPECT_TRUE(inbox.finish().wantsRefused);
   EXPECT_TRUE(inbox.put(bytesOf(piece)));
 }
 
@@ -51,14 +53,13 @@ TEST(Inbox, WakesASleepingTakerOnly) {
   EXPECT_TRUE(inbox.put(URLResponse{}));
   EXPECT_EQ(inbox.put(bytesOf("a")), false) << "awake already";
   EXPECT_TRUE(std::holds_alternative<URLResponse>(*inbox.take()));
-  inbox.finish();
+  EXPECT_TRUE(inbox.finish().hasMore);
   EXPECT_TRUE(std::holds_alternative<Data>(*inbox.take()));
-  inbox.finish();
-  EXPECT_FALSE(inbox.put(Inbox::End{})) << "it has not yet found nothing";
-  EXPECT_TRUE(std::holds_alternative<Inbox::End>(*inbox.take()));
-  inbox.finish();
-  EXPECT_FALSE(inbox.take());
-  EXPECT_TRUE(inbox.put(Inbox::End{}));
+  EXPECT_EQ(inbox.put(bytesOf("b")), false) << "awake while it deals with the last";
+  EXPECT_TRUE(inbox.finish().hasMore);
+  inbox.take();
+  EXPECT_FALSE(inbox.finish().hasMore);
+  EXPECT_TRUE(inbox.put(Inbox::End{})) << "asleep since it was told that there is no more";
 }
 
 TEST(Inbox, DroppedForgetsEverythingAndStaysSilent) {
