@@ -6,23 +6,20 @@
 
 namespace tavrin {
 
-GifView::GifView(URL address, std::optional<double> frameWidth, std::optional<double> frameHeight,
+GifView::GifView(URL url, std::optional<double> width, std::optional<double> height,
                  Binding<bool> isFailed)
-    : url(std::move(address)),
-      width(frameWidth),
-      height(frameHeight),
-      isFailed_(std::move(isFailed)) {}
+    : url_(std::move(url)), width_(width), height_(height), isFailed_(std::move(isFailed)) {}
 
 // Each handler holds a copy of the view, whose state and flag are those of the view on screen.
 Framed<AnimatedImage> GifView::body() const {
-  return AnimatedImage(url, SDWebImageOptions{0}, std::nullopt)
+  return AnimatedImage(url_, SDWebImageOptions{0}, std::nullopt)
       .resizable(EdgeInsets{}, ResizingMode::stretch)
       .onSuccess([view = *this](const auto&, const auto&, SDImageCacheType) { view.succeeded(); })
       .onFailure([view = *this](const Error&) { view.failed(); })
       .onProgress([view = *this](std::int64_t received, std::int64_t expected) {
         view.progressed(received, expected);
       })
-      .frame(width, height, Alignment::center());
+      .frame(width_, height_, Alignment::center());
 }
 
 void GifView::succeeded() const {

@@ -19,13 +19,12 @@ class GifView {
   /// Width and height are in points; absent leaves that dimension free. `isFailed` is the owner's
   /// flag: true after a failed load, until a later success or progress report. It is read on any
   /// thread and written on the main queue.
-  GifView(URL address, std::optional<double> frameWidth, std::optional<double> frameHeight,
+  GifView(URL url, std::optional<double> width, std::optional<double> height,
           Binding<bool> isFailed);
 
-  const URL url;
-  const std::optional<double> width;
-  const std::optional<double> height;
-
+  const URL& url() const { return url_; }
+  std::optional<double> width() const { return width_; }
+  std::optional<double> height() const { return height_; }
   bool isFailed() const { return isFailed_.get(); }
   void setIsFailed(bool value) const { isFailed_.set(value); }
   const Binding<bool>& isFailedBinding() const { return isFailed_; }
@@ -42,6 +41,9 @@ class GifView {
 
   // True when no download is known to be under way.
   State<bool> loaded_{true};
+  URL url_;
+  std::optional<double> width_;
+  std::optional<double> height_;
   Binding<bool> isFailed_;
 };
 

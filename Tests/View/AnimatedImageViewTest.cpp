@@ -1,0 +1,237 @@
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "Platform/View/AnimatedImageView.hpp"
+#include "Platform/View/State.hpp"
+#include "Tests/Support/GifWriter.hpp"
+#include "Tests/Support/ManualExecutor.hpp"
+#include "Tests/View/HandFedSession.hpp"
+
+namespace tavrin {
+namespace {
+
+using std::chrono::milliseconds;
+using ::testing::ElementsAre;
+using testing::GifWriter;
+using testing::HandFedSession;
+using ::testing::IsEmpty;
+
+class AnimatedImageViewTest : public ::testing::Test {
+ protected:
+  AnimatedImageViewTest() {
+    GifWriter writer(4, 2);
+    writer.addFrame(std::uint8_t{0}, 10);
+    writer.addFrame(std::uint8_t{50}, 20);
+    gif = writer.data();
+  }
+
+  ViewEnvironment environment() {
+    return {.makeSession =
+                [this](std::shared_ptr<URLSessionDataDelegate> delegate) {
+                  sessions.push_back(std::make_shared<HandFedSession>(std::move(delegate)));
+                  return sessions.back();
+                },
+            .executor = executor,
+            .cache = cache,
+            .needsDisplay = [this] { events.emplace_back("display"); },
+            .downloadLimit = 1'000};
+  }
+  std::shared_ptr<AnimatedImageView> show(std::optional<URL> url = URL::parse("http://h/a.gif")) {
+    const auto image =
+        AnimatedImage(std::move(url))
+            .onSuccess([this](const auto& first, const auto& data, SDImageCacheType servedFrom) {
+              events.emplace_back(servedFrom == SDImageCacheType::memory ? "cached" : "loaded");
+              EXPECT_EQ(first->width, 4);
+              EXPECT_EQ(data, gif);
+            })
+            .onFailure([this](const Error& error) { events.push_back(error.description); })
+            .onProgress([this](std::int64_t received, std::int64_t expected) {
+              events.push_back(std::to_string(received) + "/" + std::to_string(expected));
+            });
+    auto view = AnimatedImageView::make(image, environment());
+    view->load();
+    return view;
+  }
+  HandFedSession& session() { return *sessions.back(); }
+  std::vector<std::string> take() { return std::exchange(events, {}); }
+  static int redOf(const std::optional<AnimatedImageView::Frame>& frame) {
+    return frame ? frame->bitmap->pixels.front() : -1;
+  }
+
+  Data gif;
+  testing::ManualExecutor executor;
+  std::shared_ptr<ImageMemoryCache> cache = std::make_shared<ImageMemoryCache>();
+  std::vector<std::shared_ptr<HandFedSession>> sessions;
+  std::vector<std::string> events;
+  AnimatedImageView::TimePoint start{std::chrono::hours(1)};
+};
+
+TEST_F(AnimatedImageViewTest, DownloadsReportsDecodesAndPlays) {
+  const auto view = show();
+  EXPECT_EQ(session().requested, URL::parse("http://h/a.gif"));
+  EXPECT_TRUE(session().isResumed());
+  EXPECT_EQ(session().respond(gif.count()), URLSessionDataDelegate::ResponseDisposition::allow);
+  session().feed(gif.subdata(0, 100));
+  session().feed(gif.subdata(100, gif.count() - 100));
+  const auto size = std::to_string(gif.count());
+  EXPECT_THAT(take(), ElementsAre("0/" + size, "100/" + size, size + "/" + size));
+
+  session().complete();
+  EXPECT_THAT(take(), IsEmpty()) << "decoded on the session's queue";
+  EXPECT_EQ(view->frame(start), std::nullopt);
+  executor.runAll();
+  EXPECT_THAT(take(), ElementsAre("display", "loaded"));
+  EXPECT_TRUE(session().isInvalidated());
+
+  const auto first = view->frame(start);
+  EXPECT_EQ(redOf(first), 0);
+  EXPECT_EQ(first->naturalSize, (Size{4, 2}));
+  EXPECT_EQ(first->due, start + milliseconds(100));
+  EXPECT_EQ(redOf(view->frame(start + milliseconds(99))), 0);
+  EXPECT_EQ(redOf(view->frame(start + milliseconds(100))), 100);
+  EXPECT_EQ(redOf(view->frame(start + milliseconds(300))), 0);
+}
+
+TEST_F(AnimatedImageViewTest, TheSecondViewOfAnAddressIsServedFromMemory) {
+  const auto first = show();
+  session().complete(Error{"unreachable"});
+  const auto second = show();
+  EXPECT_EQ(sessions.size(), 2U) << "a failure was cached";
+  session().feed(gif);
+  session().complete();
+  executor.runAll();
+  take();
+  const auto third = show();
+  EXPECT_THAT(take(), IsEmpty()) << "a handler was called inside load()";
+  executor.runAll();
+  EXPECT_EQ(sessions.size(), 2U);
+  EXPECT_THAT(take(), ElementsAre("display", "cached"));
+  EXPECT_EQ(redOf(third->frame(start)), 0);
+}
+
+TEST_F(AnimatedImageViewTest, FailuresAreReportedOnceAndAreNotCached) {
+  const auto view = show();
+  session().complete(Error{"unreachable"});
+  session().complete();
+  executor.runAll();
+  EXPECT_THAT(take(), ElementsAre("unreachable"));
+
+  view->load();
+  session().feed(Data(std::string_view("<html>Not found</html>")));
+  session().complete();
+  executor.runAll();
+  EXPECT_THAT(take(), ElementsAre("22/-1", "the bytes are no image that can be shown"));
+
+  view->load();
+  session().feed(gif.subdata(0, 410));  // in the first frame's own header
+  session().complete();
+  executor.runAll();
+  EXPECT_EQ(take().size(), 2U);
+  EXPECT_EQ(view->frame(start), std::nullopt);
+  EXPECT_FALSE(cache->find(*URL::parse("http://h/a.gif")));
+
+  view->load();
+  session().feed(gif);
+  session().complete();
+  executor.runAll();
+  EXPECT_EQ(take().back(), "loaded");
+  EXPECT_EQ(redOf(view->frame(start)), 0);
+}
+
+TEST_F(AnimatedImageViewTest, WithoutAnAddressTheLoadFails) {
+  const auto view = show(std::nullopt);
+  EXPECT_THAT(take(), IsEmpty());
+  executor.runAll();
+  EXPECT_THAT(take(), ElementsAre("the image has no address"));
+}
+
+TEST_F(AnimatedImageViewTest, ABodyBeyondTheLimitFailsBeforeItIsHeld) {
+  const auto announced = show();
+  EXPECT_EQ(session().respond(1'001), URLSessionDataDelegate::ResponseDisposition::cancel);
+  EXPECT_THAT(take(), ElementsAre("the image is larger than the limit"));
+  EXPECT_TRUE(session().isInvalidated());
+
+  const auto unannounced = show();
+  session().respond(-1);
+  session().feed(Data(std::string(1'000, 'a')));
+  session().feed(Data(std::string_view("b")));
+  EXPECT_THAT(take(), ElementsAre("0/-1", "1000/-1", "the image is larger than the limit"));
+  EXPECT_TRUE(session().isInvalidated());
+}
+
+TEST_F(AnimatedImageViewTest, OneLoadAtATime) {
+  const auto view = show();
+  view->load();
+  EXPECT_EQ(sessions.size(), 1U);
+  session().feed(gif);
+  session().complete();
+  view->load();
+  executor.runAll();
+  EXPECT_EQ(sessions.size(), 1U);
+}
+
+TEST_F(AnimatedImageViewTest, LettingGoEndsTheLoadInSilence) {
+  auto view = show();
+  view.reset();
+  EXPECT_TRUE(session().isInvalidated());
+
+  view = show();
+  session().feed(gif);
+  session().complete();
+  take();
+  view.reset();
+  executor.runAll();
+  EXPECT_THAT(events, IsEmpty());
+}
+
+TEST(ImageMemoryCacheTest, DropsWhatWasNotAskedForTheLongest) {
+  ImageMemoryCache cache(100);
+  const auto url = [](const char* name) { return *URL::parse(name); };
+  const auto bytes = [](std::size_t count) { return Data(std::string(count, 'x')); };
+  cache.store(url("a"), bytes(40));
+  cache.store(url("b"), bytes(40));
+  EXPECT_TRUE(cache.find(url("a")));
+  cache.store(url("c"), bytes(40));
+  EXPECT_FALSE(cache.find(url("b")));
+  EXPECT_TRUE(cache.find(url("a")));
+
+  cache.store(url("c"), bytes(60));
+  EXPECT_EQ(cache.find(url("c"))->count(), 60);
+  EXPECT_TRUE(cache.find(url("a"))) << "100 bytes fit exactly";
+  cache.store(url("a"), bytes(101));
+  EXPECT_FALSE(cache.find(url("a"))) << "the old bytes are not the address's any more";
+  EXPECT_TRUE(cache.find(url("c")));
+}
+
+TEST(FramedTest, FixesWhatIsGivenAndLeavesTheRestToTheContent) {
+  const AnimatedImage plain(std::nullopt);
+  const auto stretched = plain.resizable(EdgeInsets(), ResizingMode::stretch);
+  const Size offered{300, 200};
+  const Size natural{40, 20};
+  EXPECT_EQ(stretched.frame(100, 50).layout(offered, natural),
+            (Layout{{100, 50}, {0, 0, 100, 50}}));
+  EXPECT_EQ(stretched.frame(100, std::nullopt).layout(offered, natural),
+            (Layout{{100, 200}, {0, 0, 100, 200}}));
+  EXPECT_EQ(stretched.frame(std::nullopt, std::nullopt).layout(offered, natural),
+            (Layout{{300, 200}, {0, 0, 300, 200}}));
+  EXPECT_EQ(plain.frame(std::nullopt, std::nullopt).layout(offered, natural),
+            (Layout{natural, {0, 0, 40, 20}}));
+  EXPECT_EQ(plain.frame(100, std::nullopt).layout(offered, natural),
+            (Layout{{100, 20}, {30, 0, 40, 20}}));
+  EXPECT_EQ(plain.frame(10, 50, {1, 0}).layout(offered, natural),
+            (Layout{{10, 50}, {-30, 0, 40, 20}}));
+}
+
+TEST(StateTest, TellsItsHostOfEveryWrite) {
+  int writes = 0;
+  const State<int> state(1, [&writes] { ++writes; });
+  state.set(2);
+  state.binding().set(3);
+  EXPECT_EQ(state.get(), 3);
+  EXPECT_EQ(writes, 2);
+}
+
+}  // namespace
+}  // namespace tavrin
