@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace tavrin::testing {
+
+struct CommandResult {
+  std::string output;  // of both standard streams
+  int status = 0;      // as a shell has it: 134 after an abort
+};
+
+/// Runs a shell command to its end.
+CommandResult runCommand(const std::string& command);
+
+}  // namespace tavrin::testing
