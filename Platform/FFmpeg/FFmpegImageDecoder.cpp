@@ -1,31 +1,26 @@
 #include <algorithm>
-#include <string_view>
+#include <iterator>
+#include <utility>
 
 #include "Platform/FFmpeg/FFmpegHandles.hpp"
+#include "Platform/FFmpeg/ImageFormat.hpp"
 #include "Platform/FFmpeg/MemoryInput.hpp"
 #include "Platform/FFmpeg/RGBAConverter.hpp"
 #include "Platform/View/ImageDecoder.hpp"
-
-extern "C" {
-#include <libavutil/opt.h>
-}
 
 namespace tavrin {
 namespace {
 
 using std::chrono::milliseconds;
 
-// Named, so that bytes from the network reach these parsers and no other: many containers that the
-// library would recognise open files and addresses of their own.
-constexpr auto formats = "gif,apng,png_pipe,webp_pipe,jpeg_pipe";
-constexpr auto codecs = "gif,apng,png,webp,mjpeg";
 constexpr milliseconds defaultDelay{100};
 
 class FFmpegImageDecoder final : public ImageDecoder {
  public:
-  FFmpegImageDecoder(Data bytes, const ImageLimits& limits)
+  FFmpegImageDecoder(const ImageFormat& format, const ImageLimits& limits)
       : limits_(limits),
-        input_(std::move(bytes)),
+        format_(format),
+        input_(format.bytes),
         packet_(av_packet_alloc()),
         frame_(av_frame_alloc()) {}
 
@@ -37,14 +32,16 @@ class FFmpegImageDecoder final : public ImageDecoder {
   void rewind() override;
 
  private:
+  bool isStill() const { return format_.demuxer == nullptr; }
   bool openContainer();
   bool openCodec();
+  bool takeParameters();
   bool readPacket();
   void collectDelays();
   bool decodeFrame();
-  bool isAnimation() const;
 
   const ImageLimits limits_;
+  const ImageFormat format_;
   MemoryInput input_;
   FFmpegHandle<AVPacket> packet_;
   FFmpegHandle<AVFrame> frame_;
@@ -53,62 +50,63 @@ class FFmpegImageDecoder final : public ImageDecoder {
   RGBAConverter converter_;
   std::vector<milliseconds> delays_;
   std::size_t position_ = 0;  // of the next frame
+  bool isStillRead_ = false;
 };
 
 bool FFmpegImageDecoder::start() {
-  if (!input_.context() || !packet_ || !frame_ || !openContainer()) return false;
-  collectDelays();
-  if (delays_.empty()) return false;
+  if (!input_.context() || !packet_ || !frame_) return false;
+  if (isStill()) {
+    delays_.push_back(defaultDelay);
+  } else if (openContainer()) {
+    collectDelays();
+  }
   rewind();
-  return codec_ != nullptr;
+  return codec_ && !delays_.empty();
 }
 
 bool FFmpegImageDecoder::openContainer() {
-  codec_.reset();
   container_.reset();
   input_.rewind();
   AVFormatContext* context = avformat_alloc_context();
   if (context == nullptr) return false;
   context->pb = input_.context();
-  if (av_opt_set(context, "format_whitelist", formats, 0) < 0 ||
-      av_opt_set(context, "codec_whitelist", codecs, 0) < 0) {
-    avformat_free_context(context);
-    return false;
-  }
+  const AVInputFormat* demuxer = av_find_input_format(format_.demuxer);
   // On failure it frees the context itself.
-  if (avformat_open_input(&context, "", nullptr, nullptr) < 0) return false;
+  if (avformat_open_input(&context, "", demuxer, nullptr) < 0) return false;
   container_.reset(context);
   return container_->nb_streams == 1;
 }
 
 bool FFmpegImageDecoder::openCodec() {
-  const AVCodecParameters& parameters = *container_->streams[0]->codecpar;
-  if (std::int64_t{parameters.width} * parameters.height > limits_.pixels) return false;
-  const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
-  if (codec == nullptr) return false;
+  const AVCodec* codec = avcodec_find_decoder_by_name(format_.decoder);
   codec_.reset(avcodec_alloc_context3(codec));
-  if (!codec_ || avcodec_parameters_to_context(codec_.get(), &parameters) < 0) return false;
+  if (!codec_ || (container_ && !takeParameters())) return false;
   codec_->max_pixels = limits_.pixels;
   codec_->thread_count = 1;
   return avcodec_open2(codec_.get(), codec, nullptr) >= 0;
 }
 
-bool FFmpegImageDecoder::readPacket() {
-  av_packet_unref(packet_.get());
-  return av_read_frame(container_.get(), packet_.get()) >= 0;
+bool FFmpegImageDecoder::takeParameters() {
+  const AVCodecParameters& parameters = *container_->streams[0]->codecpar;
+  return std::int64_t{parameters.width} * parameters.height <= limits_.pixels &&
+         avcodec_parameters_to_context(codec_.get(), &parameters) >= 0;
 }
 
-bool FFmpegImageDecoder::isAnimation() const {
-  const std::string_view name = container_->iformat->name;
-  return name == "gif" || name == "apng";
+bool FFmpegImageDecoder::readPacket() {
+  av_packet_unref(packet_.get());
+  if (container_) return av_read_frame(container_.get(), packet_.get()) >= 0;
+  const Data& bytes = format_.bytes;
+  if (std::exchange(isStillRead_, true) || !std::in_range<int>(bytes.count())) return false;
+  if (av_new_packet(packet_.get(), static_cast<int>(bytes.count())) < 0) return false;
+  std::ranges::copy(bytes.view(), reinterpret_cast<std::byte*>(packet_->data));
+  return true;
 }
 
 // Reads through the container without decoding: this costs a few milliseconds, and tells when each
 // frame is due before the first is drawn.
 void FFmpegImageDecoder::collectDelays() {
   const auto unit = container_->streams[0]->time_base;
-  const auto wanted = static_cast<std::size_t>(isAnimation() ? limits_.frames : 1);
-  while (delays_.size() < wanted && readPacket()) {
+  while (std::ssize(delays_) < limits_.frames && readPacket()) {
     const milliseconds delay(av_rescale_q(packet_->duration, unit, AVRational{1, 1000}));
     delays_.push_back(delay > milliseconds(0) ? delay : defaultDelay);
   }
@@ -116,7 +114,8 @@ void FFmpegImageDecoder::collectDelays() {
 
 void FFmpegImageDecoder::rewind() {
   position_ = 0;
-  if (!openContainer() || !openCodec()) codec_.reset();
+  isStillRead_ = false;
+  if ((!isStill() && !openContainer()) || !openCodec()) codec_.reset();
 }
 
 std::shared_ptr<const Bitmap> FFmpegImageDecoder::next() {
@@ -152,7 +151,9 @@ void silenceLogOnce() {
 
 std::unique_ptr<ImageDecoder> ImageDecoder::open(const Data& bytes, const ImageLimits& limits) {
   silenceLogOnce();
-  auto decoder = std::make_unique<FFmpegImageDecoder>(bytes, limits);
+  const auto format = ImageFormat::of(bytes);
+  if (format.decoder == nullptr) return nullptr;
+  auto decoder = std::make_unique<FFmpegImageDecoder>(format, limits);
   if (!decoder->start()) return nullptr;
   return decoder;
 }

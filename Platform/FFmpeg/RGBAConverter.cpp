@@ -1,7 +1,6 @@
 #include "Platform/FFmpeg/RGBAConverter.hpp"
 
 #include <cstddef>
-#include <cstring>
 
 namespace tavrin {
 
@@ -21,22 +20,26 @@ bool RGBAConverter::prepare(const AVFrame& frame) {
   return av_frame_get_buffer(rows_.get(), 0) >= 0;
 }
 
-std::shared_ptr<const Bitmap> RGBAConverter::convert(const AVFrame& frame) {
+const AVFrame* RGBAConverter::scale(const AVFrame& frame) {
   if (!prepare(frame)) {
     rows_.reset();
     return nullptr;
   }
-  if (sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, rows_->data,
-                rows_->linesize) != frame.height) {
-    return nullptr;
-  }
+  const int height = sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height,
+                               rows_->data, rows_->linesize);
+  return height == frame.height ? rows_.get() : nullptr;
+}
+
+std::shared_ptr<const Bitmap> RGBAConverter::convert(const AVFrame& frame) {
+  const AVFrame* const source = frame.format == AV_PIX_FMT_RGBA ? &frame : scale(frame);
+  if (source == nullptr) return nullptr;
   auto bitmap = std::make_shared<Bitmap>();
   bitmap->width = frame.width;
   bitmap->height = frame.height;
   bitmap->pixels.reserve(static_cast<std::size_t>(Bitmap::byteCount(frame.width, frame.height)));
   const auto rowBytes = std::ptrdiff_t{frame.width} * Bitmap::bytesPerPixel;
   for (int y = 0; y < frame.height; ++y) {
-    const std::uint8_t* row = rows_->data[0] + std::ptrdiff_t{y} * rows_->linesize[0];
+    const std::uint8_t* row = source->data[0] + std::ptrdiff_t{y} * source->linesize[0];
     bitmap->pixels.insert(bitmap->pixels.end(), row, row + rowBytes);
   }
   return bitmap;

@@ -13,6 +13,7 @@ class RGBAConverter {
 
  private:
   bool prepare(const AVFrame& frame);
+  const AVFrame* scale(const AVFrame& frame);
 
   FFmpegHandle<SwsContext> scaler_;
   FFmpegHandle<AVFrame> rows_;

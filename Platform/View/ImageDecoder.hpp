@@ -23,7 +23,7 @@ struct ImageLimits {
 /// an animation leaves standing from the frame before is in it.
 class ImageDecoder {
  public:
-  /// Recognises GIF, PNG with or without animation, WebP and JPEG stills, by their bytes.
+  /// Reads GIF, PNG with or without animation, WebP and JPEG stills, told by their first bytes.
   /// Null when the bytes are none of these, or are beyond the limits.
   static std::unique_ptr<ImageDecoder> open(const Data& bytes, const ImageLimits& limits = {});
 

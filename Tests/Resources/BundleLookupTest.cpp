@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "Tests/Resources/Command.hpp"
-#include "Tests/Resources/TemporaryDirectory.hpp"
+#include "Tests/Support/TemporaryDirectory.hpp"
 
 // Runs a program that uses the resources, at every place where they must be found. A build whose
 // module is a shared library has no such program.
@@ -39,7 +39,7 @@ class BundleLookupTest : public ::testing::Test {
   }
 
   testing::TemporaryDirectory temporary;
-  const fs::path root = temporary.path();
+  const fs::path root = fs::canonical(temporary.path());
 };
 
 TEST_F(BundleLookupTest, FromTheBuildTree) {

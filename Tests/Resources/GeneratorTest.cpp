@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "Tests/Resources/Command.hpp"
-#include "Tests/Resources/TemporaryDirectory.hpp"
+#include "Tests/Support/TemporaryDirectory.hpp"
 
 namespace tavrin {
 namespace {
@@ -44,7 +44,7 @@ class GeneratorTest : public ::testing::Test {
   }
 
   testing::TemporaryDirectory temporary;
-  const fs::path root = temporary.path();
+  const fs::path root = fs::canonical(temporary.path());
 };
 
 TEST_F(GeneratorTest, NoticesWhatIsStale) {

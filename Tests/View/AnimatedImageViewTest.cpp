@@ -6,8 +6,8 @@
 #include "Platform/View/AnimatedImageView.hpp"
 #include "Platform/View/State.hpp"
 #include "Tests/Support/GifWriter.hpp"
+#include "Tests/Support/HandFedSession.hpp"
 #include "Tests/Support/ManualExecutor.hpp"
-#include "Tests/View/HandFedSession.hpp"
 
 namespace tavrin {
 namespace {
