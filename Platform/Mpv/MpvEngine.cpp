@@ -221,9 +221,9 @@ void MpvEngine::turn(const Wishes& wishes) {
   updateLanes();
   chooseLane(wishes);
   if (!current_) return;
+  publishPosition();
   applySeek();
   applySettings(wishes);
-  publishPosition();
   tell(wishes);
 }
 

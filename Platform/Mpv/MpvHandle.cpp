@@ -74,6 +74,9 @@ std::optional<MpvEvent> translate(const mpv_event& event) {
     case MPV_EVENT_PROPERTY_CHANGE:
       return propertyEvent(event.reply_userdata,
                            *static_cast<const mpv_event_property*>(event.data));
+    case MPV_EVENT_SET_PROPERTY_REPLY:
+      if (event.error >= 0) return std::nullopt;
+      return MpvEvent{Kind::logged, 0, 0, "a setting was refused: " + errorText(event.error)};
     case MPV_EVENT_LOG_MESSAGE:
       return MpvEvent{Kind::logged, 0, 0,
                       logLine(*static_cast<const mpv_event_log_message*>(event.data))};

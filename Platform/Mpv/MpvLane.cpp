@@ -189,7 +189,8 @@ void MpvLane::endSeek(bool finished) {
   if (std::exchange(seekPhase_, SeekPhase::none) == SeekPhase::none) return;
   seekEnd_ = SeekEnd{seekSerial_, finished};
   if (!finished) return;
-  load_.position = std::clamp(seekTarget_, 0.0, std::max(load_.duration, 0.0));
+  const double end = load_.duration > 0 ? load_.duration : seekTarget_;
+  load_.position = std::max(0.0, std::min(seekTarget_, end));
   observeAnew();
 }
 

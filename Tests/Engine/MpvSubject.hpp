@@ -14,12 +14,17 @@
 
 namespace tavrin::testing {
 
-/// A clip drawn for the tests, by its file name.
-inline Data clip(const std::string& name) {
-  std::ifstream file(std::string(TAVRIN_TEST_CLIPS "/") + name, std::ios::binary);
-  EXPECT_TRUE(file.is_open()) << name;
+/// The contents of a file.
+inline Data contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_TRUE(file.is_open()) << path;
   return Data(std::string(std::istreambuf_iterator<char>(file), {}));
 }
+
+/// A clip drawn for these tests, by its file name.
+inline Data clip(const std::string& name) { return contents(TAVRIN_TEST_CLIPS "/" + name); }
+/// A clip of the sample workout, by its file name.
+inline Data sampleClip(const std::string& name) { return contents(TAVRIN_SAMPLE_CLIPS "/" + name); }
 
 /// Takes the errors that libmpv logs. Any thread.
 class ErrorLog {

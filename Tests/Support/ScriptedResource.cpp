@@ -24,9 +24,12 @@ void ScriptedResource::setAvailable(std::int64_t count) {
   }
 }
 
+void ScriptedResource::breakOff(const std::shared_ptr<AVURLAsset>& asset) {
+  asset->resourceLoader()->setEnd({available_, Error{"the connection was lost"}});
+}
+
 bool ScriptedResource::resourceLoader(
     AVAssetResourceLoader&, const std::shared_ptr<AVAssetResourceLoadingRequest>& request) {
-  if (isRefusing_) return false;
   if (!answer(*request)) waiting_.insert(request);
   return true;
 }
@@ -37,20 +40,26 @@ void ScriptedResource::resourceLoaderDidCancel(
 }
 
 bool ScriptedResource::answer(AVAssetResourceLoadingRequest& request) {
-  if (auto* information = request.contentInformationRequest(); information && available_ > 0) {
+  auto* information = request.contentInformationRequest();
+  const bool canTellLength = available_ > 0 || bytes_.isEmpty();
+  if (information && canTellLength) {
     information->contentType = "video/mp4";
     information->contentLength = bytes_.count();
     information->isByteRangeAccessSupported = true;
   }
-  auto& wanted = *request.dataRequest();
-  const std::int64_t end =
-      std::min(wanted.requestedOffset + wanted.requestedLength, bytes_.count());
-  const std::int64_t from = wanted.currentOffset();
-  const std::int64_t count = std::min(end, available_) - from;
-  if (count > 0) wanted.respond(bytes_.subdata(from, count));
-  if (available_ < end) return false;
+  const bool isInformed = !information || canTellLength;
+  if (!isInformed || !supply(request.dataRequest().get())) return false;
   request.finishLoading();
   return true;
+}
+
+bool ScriptedResource::supply(AVAssetResourceLoadingDataRequest* wanted) {
+  if (!wanted) return true;
+  const auto end = std::min(wanted->requestedOffset + wanted->requestedLength, bytes_.count());
+  const auto from = wanted->currentOffset();
+  const auto count = std::min(end, available_) - from;
+  if (count > 0) wanted->respond(bytes_.subdata(from, count));
+  return available_ >= end;
 }
 
 }  // namespace tavrin::testing

@@ -22,9 +22,8 @@ class ScriptedResource final : public AVAssetResourceLoaderDelegate,
   std::shared_ptr<AVURLAsset> asset();
   /// How many bytes are there; requests for more wait. With none, the length is not told either.
   void setAvailable(std::int64_t count);
-  /// Takes no more requests, so that they fail, and hides its length if it has not been told.
-  void refuse() { isRefusing_ = true; }
-  std::size_t waitingRequests() const { return waiting_.size(); }
+  /// Says that no more bytes will come to the asset than are there, and that some are missing.
+  void breakOff(const std::shared_ptr<AVURLAsset>& asset);
 
   bool resourceLoader(AVAssetResourceLoader& loader,
                       const std::shared_ptr<AVAssetResourceLoadingRequest>& request) override;
@@ -35,10 +34,10 @@ class ScriptedResource final : public AVAssetResourceLoaderDelegate,
  private:
   explicit ScriptedResource(Data bytes) : bytes_(std::move(bytes)), available_(bytes_.count()) {}
   bool answer(AVAssetResourceLoadingRequest& request);
+  bool supply(AVAssetResourceLoadingDataRequest* wanted);
 
   const Data bytes_;
   std::int64_t available_;
-  bool isRefusing_ = false;
   std::set<std::shared_ptr<AVAssetResourceLoadingRequest>> waiting_;
 };
 
