@@ -15,5 +15,6 @@ endforeach()
 add_library(Tavrin ${sources})
 add_library(Tavrin::Tavrin ALIAS Tavrin)
 target_include_directories(Tavrin PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+target_compile_features(Tavrin PUBLIC cxx_std_20)
 target_link_libraries(Tavrin PUBLIC Threads::Threads
                              PRIVATE $<BUILD_INTERFACE:TavrinWarnings> CURL::libcurl PkgConfig::FFMPEG)
