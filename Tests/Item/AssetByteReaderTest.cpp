@@ -16,9 +16,9 @@ using Request = std::shared_ptr<AVAssetResourceLoadingRequest>;
 constexpr auto window = ByteWindows::windowLength;
 
 // A delegate that writes down what it is asked, in windows, and answers as the test says.
-class ScriptedResource final : public AVAssetResourceLoaderDelegate {
+class LoggingResource final : public AVAssetResourceLoaderDelegate {
  public:
-  explicit ScriptedResource(std::int64_t declaredLength) : declaredLength_(declaredLength) {}
+  explicit LoggingResource(std::int64_t declaredLength) : declaredLength_(declaredLength) {}
 
   bool resourceLoader(AVAssetResourceLoader&, const Request& request) override {
     log.push_back(describe(*request));
@@ -71,7 +71,7 @@ void answerInFull(const Request& request) {
 class AssetByteReaderTest : public ::testing::Test {
  protected:
   void open(std::int64_t declaredLength) {
-    resource = std::make_shared<ScriptedResource>(declaredLength);
+    resource = std::make_shared<LoggingResource>(declaredLength);
     asset->resourceLoader()->setDelegate(resource, queue);
     reader = AssetByteReader::make(asset);
   }
@@ -91,7 +91,7 @@ class AssetByteReaderTest : public ::testing::Test {
 
   DispatchQueue queue;
   const std::shared_ptr<AVURLAsset> asset = AVURLAsset::make(makeURL("scheme://host/clip.mp4"));
-  std::shared_ptr<ScriptedResource> resource;
+  std::shared_ptr<LoggingResource> resource;
   std::shared_ptr<AssetByteReader> reader;
 };
 

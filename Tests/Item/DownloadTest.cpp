@@ -202,8 +202,6 @@ TEST_F(ItemDownload, LeavesNothingBehindWhenItsItemIsReleasedAThousandTimes) {
     item->download();
     // Some are released before they have begun, some in the midst of their bytes.
     if (i % 10 == 0) {
-      const auto request = TestRequest::make(std::pair<std::int64_t, std::int64_t>(0, 1));
-      ask(*item, *request);
       const auto reader = AssetByteReader::make(item->asset());
       runBesideMainQueue([&] { EXPECT_EQ(readBytes(*reader, 1), makeBody(1)); });
     }

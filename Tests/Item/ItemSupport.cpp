@@ -119,17 +119,21 @@ std::string RecordingItemDelegate::body() const {
 std::shared_ptr<TestRequest> TestRequest::make(
     std::optional<std::pair<std::int64_t, std::int64_t>> range, bool wantsInformation) {
   auto made = std::make_shared<TestRequest>();
+  const std::weak_ptr<TestRequest> weak = made;
   std::shared_ptr<AVAssetResourceLoadingDataRequest> data;
   if (range) {
     data = std::make_shared<AVAssetResourceLoadingDataRequest>(
-        range->first, range->second,
-        [self = made.get(), start = range->first](auto offset, Data bytes) {
+        range->first, range->second, [weak, start = range->first](std::int64_t offset, Data bytes) {
+          const auto self = weak.lock();
+          if (!self) return;
           EXPECT_EQ(offset, start + static_cast<std::int64_t>(self->received.size()));
           self->received += bytes.text();
         });
   }
   made->request = std::make_shared<AVAssetResourceLoadingRequest>(
-      wantsInformation, std::move(data), [self = made.get()](AVAssetResourceLoadingRequest&) {
+      wantsInformation, std::move(data), [weak](AVAssetResourceLoadingRequest&) {
+        const auto self = weak.lock();
+        if (!self) return;
         self->isFinished = true;
         if (self->onFinish) self->onFinish();
       });

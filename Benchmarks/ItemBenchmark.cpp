@@ -1,0 +1,234 @@
+// What it costs to play a video while it downloads: time beside the curl program, memory beside the
+// body, passes over pending requests, and a reader's throughput.
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Benchmarks/Figures.hpp"
+#include "Benchmarks/ProcessFigures.hpp"
+#include "Benchmarks/Timing.hpp"
+#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Platform/Media/AssetByteReader.hpp"
+#include "Tavrin/CachingPlayerItem.hpp"
+#include "Tavrin/CachingPlayerItemResourceLoader.hpp"
+#include "Tests/Support/ServerProcess.hpp"
+
+extern char** environ;
+
+namespace tavrin::benchmarks {
+namespace {
+
+using testing::ServerProcess;
+
+constexpr std::int64_t mebibyte = 1 << 20;
+constexpr std::int64_t bodyLength = 256 * mebibyte;
+constexpr auto patience = std::chrono::minutes(2);
+
+double median(std::vector<double> values) {
+  std::ranges::sort(values);
+  return values[values.size() / 2];
+}
+
+// Lets the main queue know how a download ended.
+class Ended final : public CachingPlayerItemDelegate {
+ public:
+  void playerItemDidFinishDownloadingData(CachingPlayerItem&, const Data& data) override {
+    end(data.count());
+  }
+  void playerItemDownloadingFailedWith(CachingPlayerItem&, const Error&) override { end(-1); }
+
+  // Bytes of the body; -1 when it failed or took too long.
+  std::int64_t wait() const {
+    DispatchQueue::main().runUntil([this] { return length_ != 0; }, patience);
+    return length_ == 0 ? -1 : length_.load();
+  }
+
+ private:
+  void end(std::int64_t length) {
+    length_ = length;
+    DispatchQueue::main().async([] {});
+  }
+
+  std::atomic<std::int64_t> length_ = 0;
+};
+
+double secondsOfItem(const URL& url) {
+  const auto ended = std::make_shared<Ended>();
+  const auto start = Clock::now();
+  const auto item = CachingPlayerItem::make(url);
+  item->setDelegate(ended);
+  item->download();
+  const bool isWhole = ended->wait() == bodyLength;
+  return isWhole ? millisecondsSince(start) / 1000 : std::nan("");
+}
+
+double secondsOfCurl(const URL& url) {
+  auto file = "/dev/shm/tavrin-item-" + std::to_string(::getpid());
+  std::vector<std::string> words{"curl", "-sf", "-o", file, url.absoluteString()};
+  std::vector<char*> arguments;
+  for (auto& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  const auto start = Clock::now();
+  pid_t process = -1;
+  int status = -1;
+  if (::posix_spawnp(&process, "curl", nullptr, nullptr, arguments.data(), environ) == 0) {
+    ::waitpid(process, &status, 0);
+  }
+  const auto milliseconds = millisecondsSince(start);
+  ::unlink(file.c_str());
+  return status == 0 ? milliseconds / 1000 : std::nan("");
+}
+
+// In turns, so that what else the machine does meets both.
+void measureThroughput(Figures& figures, const URL& url) {
+  std::vector<double> ratios;
+  for (int round = 0; round < 5; ++round) {
+    const double ours = secondsOfItem(url);
+    ratios.push_back(secondsOfCurl(url) / ours);
+  }
+  figures.report("item.download_256MiB_throughput", median(ratios), "of curl", atLeast(0.9));
+}
+
+// How many bytes a reader gets to the end of an asset, in the manner of a demuxer; -1 when it
+// fails.
+std::int64_t readToEnd(const std::shared_ptr<AVURLAsset>& asset) {
+  const auto reader = AssetByteReader::make(asset);
+  std::vector<std::byte> buffer(128 * 1024);
+  std::int64_t total = 0;
+  for (;;) {
+    const auto count = reader->read(buffer);
+    if (count <= 0) return count < 0 ? -1 : total;
+    total += count;
+  }
+}
+
+// The most memory that a process holds which does nothing but download and play one video.
+double peakMebibytes(const URL& url) {
+  resetPeak();
+  const auto ended = std::make_shared<Ended>();
+  const auto item = CachingPlayerItem::make(url);
+  item->setDelegate(ended);
+  std::atomic<std::int64_t> read = 0;
+  std::thread engine([&] { read = readToEnd(item->asset()); });
+  const auto length = ended->wait();
+  DispatchQueue::main().runUntil([&] { return read != 0; }, patience);
+  engine.join();
+  const bool isWhole = length == bodyLength && read == bodyLength;
+  return isWhole ? static_cast<double>(peakBytes()) / mebibyte : std::nan("");
+}
+
+// What `measure` returns in a forked child, which has the calling thread alone.
+double inChild(const std::function<double()>& measure) {
+  int ends[2];
+  if (::pipe(ends) != 0) return std::nan("");
+  const auto child = ::fork();
+  if (child == 0) {
+    const double value = measure();
+    _exit(::write(ends[1], &value, sizeof value) == sizeof value ? 0 : 1);
+  }
+  ::close(ends[1]);
+  double value = std::nan("");
+  if (::read(ends[0], &value, sizeof value) != sizeof value) value = std::nan("");
+  ::close(ends[0]);
+  ::waitpid(child, nullptr, 0);
+  return value;
+}
+
+void measurePeak(Figures& figures, const std::string& id, const URL& url, double bodyFactor) {
+  if (!figures.isWanted(id)) return;
+  const double peak = inChild([&] { return peakMebibytes(url); });
+  figures.report(id, peak - bodyFactor * static_cast<double>(bodyLength / mebibyte), "MiB",
+                 atMost(24));
+}
+
+class SilentSession final : public URLSession {
+  std::shared_ptr<URLSessionDataTask> dataTask(const URL&) override { return nullptr; }
+  void invalidateAndCancel() override {}
+};
+
+class SilentTask final : public URLSessionDataTask {
+  void resume() override {}
+};
+
+// Requests for what lies far ahead: every chunk goes past all of them.
+double secondsOfPasses() {
+  const auto item = CachingPlayerItem::make(*URL::parse("http://host/clip.mp4"));
+  auto& assetLoader = *item->asset()->resourceLoader();
+  const auto delegate = assetLoader.delegate();
+  auto& loader = dynamic_cast<CachingPlayerItem::ResourceLoaderDelegate&>(*delegate);
+  const auto session = std::make_shared<SilentSession>();
+  SilentTask task;
+  loader.setSession(session);
+  loader.urlSession(*session, task, URLResponse{"video/mp4", bodyLength}, [](auto) {});
+  const Data chunk(std::string(16 * 1024, 'v'));
+  const auto start = Clock::now();
+  for (int i = 0; i < 1000; ++i) {
+    auto data = std::make_shared<AVAssetResourceLoadingDataRequest>(
+        bodyLength + i, mebibyte, [](std::int64_t, const Data&) {});
+    assetLoader.delegate()->resourceLoader(
+        assetLoader, std::make_shared<AVAssetResourceLoadingRequest>(
+                         i % 2 == 0, std::move(data), [](AVAssetResourceLoadingRequest&) {}));
+  }
+  for (int i = 0; i < 10'000; ++i) loader.urlSession(*session, task, chunk);
+  return millisecondsSince(start) / 1000;
+}
+
+// The main queue runs here, the reader beside it.
+double gigabytesPerSecondOfReader() {
+  const auto item = CachingPlayerItem::make(Data(std::string(bodyLength, 'v')), "video/mp4", "v");
+  std::atomic<double> speed = 0;
+  std::thread engine([&] {
+    const auto start = Clock::now();
+    const auto length = readToEnd(item->asset());
+    const auto nanoseconds = millisecondsSince(start) * 1e6;
+    speed = length == bodyLength ? static_cast<double>(length) / nanoseconds : std::nan("");
+    DispatchQueue::main().async([] {});
+  });
+  DispatchQueue::main().runUntil([&] { return speed != 0; }, patience);
+  engine.join();
+  return speed;
+}
+
+double medianOf(int rounds, const std::function<double()>& measure) {
+  std::vector<double> values;
+  for (int i = 0; i < rounds; ++i) values.push_back(measure());
+  return median(values);
+}
+
+int run(int argc, char** argv) {
+  const ServerProcess server([](testing::RangeServer& made) {
+    const std::string body(bodyLength, 'v');
+    made.serve("/declared", body);
+    made.serve("/undeclared", body, "until close");
+  });
+  Figures figures(argc, argv);
+  // Children first, while this process has one thread.
+  measurePeak(figures, "item.peak_over_declared_body", server.url("/declared"), 1);
+  measurePeak(figures, "item.peak_over_1.1_undeclared_body", server.url("/undeclared"), 1.1);
+  if (figures.isWanted("item.passes_1000_requests_10000_chunks")) {
+    figures.report("item.passes_1000_requests_10000_chunks", medianOf(3, secondsOfPasses), "s",
+                   atMost(1));
+  }
+  if (figures.isWanted("item.reader_throughput")) {
+    figures.report("item.reader_throughput", medianOf(5, gigabytesPerSecondOfReader), "GB/s",
+                   atLeast(3));
+  }
+  if (figures.isWanted("item.download_256MiB_throughput")) {
+    measureThroughput(figures, server.url("/declared"));
+  }
+  return figures.exitStatus();
+}
+
+}  // namespace
+}  // namespace tavrin::benchmarks
+
+int main(int argc, char** argv) { return tavrin::benchmarks::run(argc, argv); }
