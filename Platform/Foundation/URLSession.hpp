@@ -62,8 +62,10 @@ class URLSessionDataDelegate {
 ///
 /// A transfer is one plain GET: no range, no cache, the identity encoding only. Redirects are
 /// followed, 20 at most and to http and https alone. It ends with an error for a status of 400 or
-/// above, a body shorter than its declared length or empty, a scheme other than http and https, and
-/// 60 seconds without a byte. A delegate that is slow makes the transfer wait.
+/// above, a redirect that leads nowhere, a part or an encoding that was not asked for (none of
+/// these is heard as a response), a body shorter than its declared length or empty, a scheme other
+/// than http and https, and 60 seconds without a byte. A delegate that is slow makes the transfer
+/// wait; one that answers `cancel` hears an error as the end.
 class URLSession {
  public:
   /// A session that keeps its delegate alive until it is invalidated.
