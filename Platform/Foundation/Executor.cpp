@@ -34,7 +34,7 @@ ThreadPool::ThreadPool(std::size_t threads) {
 void ThreadPool::post(Job job) {
   {
     const LockGuard lock(mutex_);
-    if (stopping_) return;
+    if (isDrained()) return;
     jobs_.push_back(std::move(job));
   }
   changed_.notify_one();
@@ -50,17 +50,28 @@ void ThreadPool::stop() {
   threads_.clear();
 }
 
+// A job that runs may still post the next one, as serial queues do.
+bool ThreadPool::isDrained() const { return stopping_ && jobs_.empty() && running_ == 0; }
+
 void ThreadPool::work() {
   for (;;) {
     Job job;
     {
       const LockGuard lock(mutex_);
-      while (jobs_.empty() && !stopping_) changed_.wait(mutex_);
+      while (jobs_.empty() && !isDrained()) changed_.wait(mutex_);
       if (jobs_.empty()) return;
       job = std::move(jobs_.front());
       jobs_.pop_front();
+      ++running_;
     }
     job();
+    job = nullptr;
+    {
+      const LockGuard lock(mutex_);
+      --running_;
+      if (!isDrained()) continue;
+    }
+    changed_.notify_all();
   }
 }
 

@@ -30,20 +30,22 @@ class Executor {
 class ThreadPool final : public Executor {
  public:
   explicit ThreadPool(std::size_t threads);
-  /// Runs what is queued, then joins the threads.
   ~ThreadPool() override { stop(); }
 
   void post(Job job) override;
 
-  /// Runs what is queued, then joins the threads. Later jobs are dropped. Not from a job.
+  /// Runs what is queued, and what that posts, then joins the threads. Later jobs are dropped. Not
+  /// from a job.
   void stop();
 
  private:
   void work();
+  bool isDrained() const TAVRIN_REQUIRES(mutex_);
 
-  Mutex mutex_;
+  mutable Mutex mutex_;
   ConditionVariable changed_;
   std::deque<Job> jobs_ TAVRIN_GUARDED_BY(mutex_);
+  std::size_t running_ TAVRIN_GUARDED_BY(mutex_) = 0;
   bool stopping_ TAVRIN_GUARDED_BY(mutex_) = false;
   // Touched by the constructor and by stop() alone.
   std::vector<std::thread> threads_;

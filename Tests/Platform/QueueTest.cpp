@@ -42,11 +42,13 @@ TEST(SerialQueue, RunsJobsOneAtATimeAndInOrderOnManyThreads) {
 TEST(ThreadPool, RunsWhatIsQueuedBeforeItStopsAndDropsWhatComesAfter) {
   std::atomic<int> ran{0};
   ThreadPool pool(2);
+  const auto queue = SerialQueue::make(pool);
   for (int i = 0; i < 100; ++i) pool.post([&] { ++ran; });
+  for (int i = 0; i < 100; ++i) queue->post([&] { ++ran; });
   pool.stop();
-  EXPECT_EQ(ran, 100);
+  EXPECT_EQ(ran, 200);
   pool.post([&] { ++ran; });
-  EXPECT_EQ(ran, 100);
+  EXPECT_EQ(ran, 200);
 }
 
 TEST(DispatchQueue, WakesItsHostOnlyWhenItStopsBeingEmpty) {
