@@ -31,6 +31,8 @@ class AVPlayer final : public MediaEngine::Listener, public std::enable_shared_f
   /// ended, with false when something overtook it or there is no item.
   void seek(CMTime time, std::function<void(bool finished)> completion = nullptr);
   CMTime currentTime() const { return engine_->currentTime(); }
+  /// The length of the current item; absent while it is not known.
+  std::optional<CMTime> duration() const { return engine_->duration(); }
 
   /// Absent when the player has no item.
   std::shared_ptr<AVPlayerItem> currentItem() const;

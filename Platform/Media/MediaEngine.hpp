@@ -69,6 +69,8 @@ class MediaEngine {
   virtual void setWaitsToMinimizeStalling(bool waits) = 0;
   /// The position in the current load; zero when nothing is loaded.
   virtual CMTime currentTime() const = 0;
+  /// The length of the current load; absent while it is not known.
+  virtual std::optional<CMTime> duration() const { return std::nullopt; }
 
   /// Sets what is called, on any thread, whenever there is a new picture to draw. It must return at
   /// once and may not call the engine.

@@ -51,6 +51,7 @@ class MpvEngine final : public MediaEngine {
   void setMuted(bool muted) override;
   void setWaitsToMinimizeStalling(bool waits) override;
   CMTime currentTime() const override;
+  std::optional<CMTime> duration() const override;
   void setPictureHandler(std::function<void()> handler) override;
   std::optional<LoadId> draw(const PixelBuffer& target) override;
 
@@ -105,6 +106,7 @@ class MpvEngine final : public MediaEngine {
   std::uint64_t lastSeek_ TAVRIN_GUARDED_BY(mutex_) = 0;
   LoadId positionLoad_ TAVRIN_GUARDED_BY(mutex_) = 0;
   double position_ TAVRIN_GUARDED_BY(mutex_) = 0;  // seconds
+  double duration_ TAVRIN_GUARDED_BY(mutex_) = 0;  // seconds; 0 while it is not known
   std::function<void()> pictureHandler_ TAVRIN_GUARDED_BY(mutex_);
 
   Mutex pictureMutex_;  // taken after mutex_, where both are
@@ -188,6 +190,12 @@ void MpvEngine::setWaitsToMinimizeStalling(bool waits) {
 CMTime MpvEngine::currentTime() const {
   const LockGuard lock(mutex_);
   return {wishes_.asset && positionLoad_ == wishes_.load ? position_ : 0};
+}
+
+std::optional<CMTime> MpvEngine::duration() const {
+  const LockGuard lock(mutex_);
+  const bool isKnown = wishes_.asset && positionLoad_ == wishes_.load && duration_ > 0;
+  return isKnown ? std::optional(CMTime{duration_}) : std::nullopt;
 }
 
 void MpvEngine::setPictureHandler(std::function<void()> handler) {
@@ -329,6 +337,7 @@ void MpvEngine::publishPosition() {
   const LockGuard lock(mutex_);
   positionLoad_ = current_->load().id;
   position_ = current_->load().position;
+  duration_ = current_->load().duration;
 }
 
 void MpvEngine::tell(const Wishes& wishes) {
