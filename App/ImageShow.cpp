@@ -1,0 +1,12 @@
+#include "App/ImageShow.hpp"
+
+namespace tavrin::app {
+
+ImageShow::ImageShow(const URL& url, const Binding<bool>& isFailed,
+                     const ViewEnvironment& environment)
+    : gif_(url, std::nullopt, std::nullopt, isFailed),
+      view_(AnimatedImageView::make(gif_.body().content, environment)) {
+  view_->load();
+}
+
+}  // namespace tavrin::app
