@@ -34,6 +34,10 @@ void ringBell(void* bell) { static_cast<Bell*>(bell)->ring(); }
 
 std::string errorText(int code) { return code < 0 ? mpv_error_string(code) : ""; }
 
+const mpv_event_property& propertyOf(const mpv_event& event) {
+  return *static_cast<const mpv_event_property*>(event.data);
+}
+
 std::optional<MpvEvent> propertyEvent(std::uint64_t id, const mpv_event_property& property) {
   for (const auto& known : observed) {
     if (std::string_view(known.property) != property.name) continue;
@@ -66,14 +70,16 @@ std::optional<MpvEvent> translate(const mpv_event& event) {
     case MPV_EVENT_COMMAND_REPLY:
       return MpvEvent{Kind::commandEnded, event.reply_userdata, 0, errorText(event.error)};
     case MPV_EVENT_GET_PROPERTY_REPLY:
-      return MpvEvent{Kind::videoTrack, event.reply_userdata, event.error < 0 ? 0.0 : 1.0, {}};
+      if (propertyOf(event).name == std::string_view(videoTrack)) {
+        return MpvEvent{Kind::videoTrack, event.reply_userdata, event.error < 0 ? 0.0 : 1.0, {}};
+      }
+      return propertyEvent(event.reply_userdata, propertyOf(event));
     case MPV_EVENT_SEEK:
       return MpvEvent{Kind::seekBegan, 0, 0, {}};
     case MPV_EVENT_PLAYBACK_RESTART:
       return MpvEvent{Kind::playbackStarted, 0, 0, {}};
     case MPV_EVENT_PROPERTY_CHANGE:
-      return propertyEvent(event.reply_userdata,
-                           *static_cast<const mpv_event_property*>(event.data));
+      return propertyEvent(event.reply_userdata, propertyOf(event));
     case MPV_EVENT_SET_PROPERTY_REPLY:
       if (event.error >= 0) return std::nullopt;
       return MpvEvent{Kind::logged, 0, 0, "a setting was refused: " + errorText(event.error)};
@@ -148,6 +154,10 @@ void MpvHandle::unobserve(std::uint64_t id) { mpv_unobserve_property(mpv_, id); 
 
 void MpvHandle::askForVideoTrack(std::uint64_t id) {
   mpv_get_property_async(mpv_, id, videoTrack, MPV_FORMAT_INT64);
+}
+
+void MpvHandle::askWhetherAtEnd(std::uint64_t id) {
+  mpv_get_property_async(mpv_, id, "eof-reached", MPV_FORMAT_FLAG);
 }
 
 std::optional<MpvEvent> MpvHandle::nextEvent() {

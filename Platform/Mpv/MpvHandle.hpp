@@ -61,6 +61,8 @@ class MpvHandle {
   void unobserve(std::uint64_t id);
   /// Has it told, under the id, whether the open file has a video track.
   void askForVideoTrack(std::uint64_t id);
+  /// Has the end told, under an observation's id, as it is once earlier settings are carried out.
+  void askWhetherAtEnd(std::uint64_t id);
   /// The next event, absent when there is none now.
   std::optional<MpvEvent> nextEvent();
 

@@ -63,8 +63,13 @@ void MpvLane::close() {
 }
 
 void MpvLane::setPlaying(bool playing) {
-  if (playing) load_.hasLeftStart = true;
-  setIfChanged(*handle_, isPaused_, "pause", !playing);
+  if (isPaused_ == !playing) return;
+  isPaused_ = !playing;
+  handle_->set("pause", !playing);
+  if (!playing) return;
+  load_.hasLeftStart = true;
+  // An end that a seek reached while paused is not told when playback goes on.
+  handle_->askWhetherAtEnd(observation_);
 }
 
 void MpvLane::setMuted(bool muted) { setIfChanged(*handle_, isMuted_, "mute", muted); }

@@ -64,10 +64,11 @@ TEST_F(MpvEngineTest, DrawsOnlyPicturesOfTheNewestLoad) {
   for (MediaEngine::LoadId load = 1; load <= 60; ++load) {
     engine->load(load, resources[load % 3]->asset());
     EXPECT_EQ(colour(), "") << "a picture of an earlier load";
-    // Some loads get the time to show a picture, some are overtaken on the way.
-    DispatchQueue::main().runUntil(
-        [&] { return listener->count("ready " + std::to_string(load)) > 0; },
-        std::chrono::milliseconds(load % 7 * 5));
+    // Every fourth load gets the time to show its picture; the others are overtaken on the way.
+    const auto ready = "ready " + std::to_string(load);
+    if (load % 4 == 0) {
+      ASSERT_TRUE(hears(ready));
+    }
     if (const auto seen = colour(); drawn) {
       EXPECT_EQ(drawn, load);
       EXPECT_EQ(seen, colours[load % 3]);
@@ -76,7 +77,7 @@ TEST_F(MpvEngineTest, DrawsOnlyPicturesOfTheNewestLoad) {
   }
   ASSERT_TRUE(hears("ready 60"));
   EXPECT_EQ(colour(), colours[60 % 3]);
-  EXPECT_GT(pictures, 0);
+  EXPECT_GE(pictures, 15);
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
