@@ -165,10 +165,9 @@ class Campaign {
     ++bodies_;
     length_ = 0;
     hasBuffer_ = hasInformation_ = true;
-    declared_ = input_.take(1) % 3 == 0 ? -1 : input_.takeLength();
-    // Rounds would make room for whatever is declared, hostile lengths included.
-    const URLResponse response{std::nullopt, declared_};
-    loader_->urlSession(*session_, task_, response, [](auto) {});
+    // What is declared need not be what comes.
+    const auto declared = input_.take(1) % 3 == 0 ? -1 : input_.takeLength();
+    loader_->urlSession(*session_, task_, URLResponse{std::nullopt, declared}, [](auto) {});
   }
 
   void receive() {
@@ -228,7 +227,6 @@ class Campaign {
   std::shared_ptr<Loader> loader_;
   std::vector<std::shared_ptr<Asked>> asked_;
   std::int64_t length_ = 0;  // bytes in the buffer
-  std::int64_t declared_ = -1;
   std::int64_t bodies_ = 0;
   bool hasBuffer_ = false;
   bool hasInformation_ = false;
