@@ -17,6 +17,9 @@ namespace tavrin {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+constexpr auto timeToLeave = std::chrono::milliseconds(50);
 constexpr std::size_t laneCount = 2;
 
 using Completion = std::function<void(bool)>;
@@ -81,6 +84,8 @@ class MpvEngine final : public MediaEngine {
   void turn(const Wishes& wishes);
   void updateLanes();
   void chooseLane(const Wishes& wishes);
+  void leave(const Wishes& wishes);
+  void closeLeaving();
   MpvLane* idleLane();
   MpvLane* makeLane();
   void failWithoutLane(LoadId load);
@@ -116,6 +121,8 @@ class MpvEngine final : public MediaEngine {
   // The engine's thread alone. One lane plays; the other waits, warm and idle, for the next load.
   std::vector<std::unique_ptr<MpvLane>> lanes_;
   MpvLane* current_ = nullptr;
+  MpvLane* leaving_ = nullptr;  // has been replaced and is about to be closed
+  Clock::time_point leavingUntil_;
   Told told_;
   std::uint64_t issuedSeek_ = 0;
   std::string whyNoLane_;
@@ -219,7 +226,11 @@ void MpvEngine::run() {
     }
     if (wishes.isReleased) break;
     turn(wishes);
-    bell_.wait();
+    if (leaving_) {
+      bell_.waitUntil(leavingUntil_);
+    } else {
+      bell_.wait();
+    }
   }
   endLanes();
 }
@@ -250,19 +261,33 @@ void MpvEngine::updateLanes() {
 }
 
 void MpvEngine::chooseLane(const Wishes& wishes) {
-  if (current_ && current_->load().id != wishes.load) {
-    show(nullptr);
-    current_->close();
-    current_ = nullptr;
+  if (current_ && current_->load().id != wishes.load) leave(wishes);
+  if (!current_ && wishes.asset) {
+    current_ = idleLane();
+    if (lanes_.empty()) return failWithoutLane(wishes.load);
+    if (!current_) return closeLeaving();  // the bell rings when a lane has become idle
+    told_ = {};
+    current_->setMuted(wishes.isMuted);
+    current_->setWaitsToMinimizeStalling(wishes.waits);
+    current_->open(wishes.load, wishes.asset);
   }
-  if (current_ || !wishes.asset) return;
-  current_ = idleLane();
-  if (lanes_.empty()) return failWithoutLane(wishes.load);
-  if (!current_) return;  // the bell rings when one has become idle
-  told_ = {};
-  current_->setMuted(wishes.isMuted);
-  current_->setWaitsToMinimizeStalling(wishes.waits);
-  current_->open(wishes.load, wishes.asset);
+  const bool isNeeded = current_ && !current_->isReady() && !current_->load().failure;
+  if (!isNeeded || Clock::now() >= leavingUntil_) closeLeaving();
+}
+
+// Closing takes longer than opening, and would slow it down: it waits for the next load's picture,
+// or a moment. Meanwhile the load is held, and hidden.
+void MpvEngine::leave(const Wishes& wishes) {
+  show(nullptr);
+  closeLeaving();
+  std::swap(leaving_, current_);
+  if (!wishes.asset || !leaving_->isReady()) return closeLeaving();
+  leaving_->setPlaying(false);
+  leavingUntil_ = Clock::now() + timeToLeave;
+}
+
+void MpvEngine::closeLeaving() {
+  if (auto* lane = std::exchange(leaving_, nullptr)) lane->close();
 }
 
 MpvLane* MpvEngine::idleLane() {
@@ -391,7 +416,7 @@ void MpvEngine::endLanes() {
   const auto areIdle = [this] {
     return std::ranges::all_of(lanes_, [](const auto& lane) { return lane->isIdle(); });
   };
-  const auto deadline = std::chrono::steady_clock::now() + timeToEnd;
+  const auto deadline = Clock::now() + timeToEnd;
   // What came before the release has to be taken in first: libmpv rings once until it has been.
   do {
     for (const auto& lane : lanes_) lane->update(nullptr);

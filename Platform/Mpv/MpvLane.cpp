@@ -35,6 +35,7 @@ void MpvLane::open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& 
   stream_.reset();
   hasVideoTrack_.reset();
   lastError_.clear();
+  seekEnd_.reset();
   std::string address = asset->url().absoluteString();
   if (asset->resourceLoader()->delegate()) {
     stream_.emplace(AssetByteReader::make(asset));
