@@ -1,8 +1,6 @@
 // What it costs to play a video while it downloads: time beside the curl program, memory beside the
 // body, passes over pending requests, and a reader's throughput.
 
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -15,14 +13,13 @@
 
 #include "Benchmarks/Figures.hpp"
 #include "Benchmarks/ProcessFigures.hpp"
+#include "Benchmarks/Program.hpp"
 #include "Benchmarks/Timing.hpp"
 #include "Platform/Foundation/DispatchQueue.hpp"
 #include "Platform/Media/AssetByteReader.hpp"
 #include "Tavrin/CachingPlayerItem.hpp"
 #include "Tavrin/CachingPlayerItemResourceLoader.hpp"
 #include "Tests/Support/ServerProcess.hpp"
-
-extern char** environ;
 
 namespace tavrin::benchmarks {
 namespace {
@@ -32,11 +29,6 @@ using testing::ServerProcess;
 constexpr std::int64_t mebibyte = 1 << 20;
 constexpr std::int64_t bodyLength = 256 * mebibyte;
 constexpr auto patience = std::chrono::minutes(2);
-
-double median(std::vector<double> values) {
-  std::ranges::sort(values);
-  return values[values.size() / 2];
-}
 
 // Lets the main queue know how a download ended.
 class Ended final : public CachingPlayerItemDelegate {
@@ -68,34 +60,20 @@ double secondsOfItem(const URL& url) {
   item->setDelegate(ended);
   item->download();
   const bool isWhole = ended->wait() == bodyLength;
-  return isWhole ? millisecondsSince(start) / 1000 : std::nan("");
+  return isWhole ? secondsSince(start) : std::nan("");
 }
 
 double secondsOfCurl(const URL& url) {
-  auto file = "/dev/shm/tavrin-item-" + std::to_string(::getpid());
-  std::vector<std::string> words{"curl", "-sf", "-o", file, url.absoluteString()};
-  std::vector<char*> arguments;
-  for (auto& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  const auto start = Clock::now();
-  pid_t process = -1;
-  int status = -1;
-  if (::posix_spawnp(&process, "curl", nullptr, nullptr, arguments.data(), environ) == 0) {
-    ::waitpid(process, &status, 0);
-  }
-  const auto milliseconds = millisecondsSince(start);
+  const auto file = "/dev/shm/tavrin-item-" + std::to_string(::getpid());
+  const auto seconds = secondsOfProgram({"curl", "-sf", "-o", file, url.absoluteString()});
   ::unlink(file.c_str());
-  return status == 0 ? milliseconds / 1000 : std::nan("");
+  return seconds;
 }
 
-// In turns, so that what else the machine does meets both.
 void measureThroughput(Figures& figures, const URL& url) {
-  std::vector<double> ratios;
-  for (int round = 0; round < 5; ++round) {
-    const double ours = secondsOfItem(url);
-    ratios.push_back(secondsOfCurl(url) / ours);
-  }
-  figures.report("item.download_256MiB_throughput", median(ratios), "of curl", atLeast(0.9));
+  const auto ratio =
+      medianRatio(5, [&] { return secondsOfItem(url); }, [&] { return secondsOfCurl(url); });
+  figures.report("item.download_256MiB_throughput", 1 / ratio, "of curl", atLeast(0.9));
 }
 
 // How many bytes a reader gets to the end of an asset, in the manner of a demuxer; -1 when it
@@ -179,7 +157,7 @@ double secondsOfPasses() {
                          i % 2 == 0, std::move(data), [](AVAssetResourceLoadingRequest&) {}));
   }
   for (int i = 0; i < 10'000; ++i) loader.urlSession(*session, task, chunk);
-  return millisecondsSince(start) / 1000;
+  return secondsSince(start);
 }
 
 // The main queue runs here, the reader beside it.

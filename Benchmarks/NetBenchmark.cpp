@@ -1,14 +1,11 @@
-// Downloads of the URL session beside those of the curl program, and what they hold in memory.
+// Many downloads of the URL session beside those of the curl program, and what they hold in memory.
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
+#include <cmath>
 #include <fstream>
 #include <functional>
 #include <future>
@@ -20,28 +17,18 @@
 
 #include "Benchmarks/Figures.hpp"
 #include "Benchmarks/ProcessFigures.hpp"
+#include "Benchmarks/Program.hpp"
+#include "Benchmarks/Timing.hpp"
 #include "Platform/Foundation/URLSession.hpp"
 #include "Tests/Support/ServerProcess.hpp"
-
-extern char** environ;
 
 namespace tavrin::benchmarks {
 namespace {
 
 using testing::ServerProcess;
-using Clock = std::chrono::steady_clock;
 
 constexpr int downloads = 200;
 constexpr std::int64_t mebibyte = 1 << 20;
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-  std::ranges::sort(values);
-  return values[values.size() / 2];
-}
 
 // Takes a body as a player's loader does, in one buffer with room made once and within reason, or
 // forgets it.
@@ -100,15 +87,15 @@ void invalidate(const Sessions& sessions) {
   for (const auto& session : sessions) session->invalidateAndCancel();
 }
 
-// Seconds until all have ended; no number when one has failed. Many bodies are forgotten as they
-// come, one alone is kept. `whileRunning` is called once.
+// Seconds until all have ended, their bodies forgotten as they come; no number when one has failed.
+// `whileRunning` is called once.
 double download(const URL& url, int count, const std::function<void()>& whileRunning = [] {}) {
   std::latch ended(count);
   std::atomic<int> failures = 0;
   Sessions sessions;
   const auto begun = Clock::now();
   for (int i = 0; i < count; ++i) {
-    sessions.push_back(start(url, std::make_shared<Collector>(ended, failures, count == 1)));
+    sessions.push_back(start(url, std::make_shared<Collector>(ended, failures, false)));
   }
   whileRunning();
   ended.wait();
@@ -117,50 +104,23 @@ double download(const URL& url, int count, const std::function<void()>& whileRun
   return failures == 0 ? seconds : std::nan("");
 }
 
-// Seconds of the curl program for so many downloads; no number when it fails.
-double downloadByCurl(const URL& url, int count, const std::string& output) {
+double secondsOfCurl(const URL& url) {
   const auto list = "/dev/shm/tavrin-net-" + std::to_string(::getpid());
   {
     std::ofstream file(list);
-    for (int i = 0; i < count; ++i) {
-      file << "url = \"" << url.absoluteString() << "\"\noutput = \"" << output << "\"\n";
+    for (int i = 0; i < downloads; ++i) {
+      file << "url = \"" << url.absoluteString() << "\"\noutput = \"/dev/null\"\n";
     }
   }
-  std::vector<std::string> words{
-      "curl", "-sf", "--no-progress-meter", "--parallel", "--parallel-max", "200", "-K", list};
-  std::vector<char*> arguments;
-  for (auto& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  posix_spawn_file_actions_t quietly;
-  posix_spawn_file_actions_init(&quietly);
-  posix_spawn_file_actions_addopen(&quietly, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  const auto begun = Clock::now();
-  pid_t process = -1;
-  int status = -1;
-  if (::posix_spawnp(&process, "curl", &quietly, nullptr, arguments.data(), environ) == 0) {
-    ::waitpid(process, &status, 0);
-  }
-  const auto seconds = secondsSince(begun);
-  posix_spawn_file_actions_destroy(&quietly);
+  const auto seconds = secondsOfProgram(
+      {"curl", "-sf", "--no-progress-meter", "--parallel", "--parallel-max", "200", "-K", list});
   ::unlink(list.c_str());
-  return status == 0 ? seconds : std::nan("");
-}
-
-// Side by side, so that what else the machine does meets both.
-template <class Ours, class Theirs>
-double medianRatio(int rounds, const Ours& ours, const Theirs& theirs) {
-  std::vector<double> ratios;
-  for (int i = 0; i < rounds; ++i) {
-    const double seconds = ours();
-    ratios.push_back(seconds / theirs());
-  }
-  return median(ratios);
+  return seconds;
 }
 
 void measureParallel(Figures& figures, const URL& url) {
-  const double ratio = medianRatio(
-      9, [&] { return download(url, downloads); },
-      [&] { return downloadByCurl(url, downloads, "/dev/null"); });
+  const double ratio =
+      medianRatio(9, [&] { return download(url, downloads); }, [&] { return secondsOfCurl(url); });
   figures.report("net.parallel_200_ratio", ratio, "x", atMost(1.5));
 }
 
@@ -175,14 +135,6 @@ void measureThreads(Figures& figures, const URL& url) {
   });
   figures.report("net.transfer_threads", transferring, "threads", atMost(1));
   figures.report("net.threads_added_by_200", many - one, "threads", atMost(0));
-}
-
-void measureSingle(Figures& figures, const URL& url) {
-  const auto file = "/dev/shm/tavrin-net-body-" + std::to_string(::getpid());
-  const double ratio = medianRatio(
-      5, [&] { return download(url, 1); }, [&] { return downloadByCurl(url, 1, file); });
-  ::unlink(file.c_str());
-  figures.report("net.single_256MiB_throughput", 1 / ratio, "of curl", atLeast(0.9));
 }
 
 // The figure once it has not grown for half a second: all transfers wait for their delegates.
@@ -237,7 +189,6 @@ int run(int argc, char** argv) {
   const ServerProcess server([](testing::RangeServer& made) {
     made.serve("/1MiB", std::string(mebibyte, 'v'));
     made.serve("/4MiB", std::string(4 * mebibyte, 'v'));
-    made.serve("/256MiB", std::string(256 * mebibyte, 'v'));
     made.serve("/hostile", std::string(1000, 'v'), "hostile length");
   });
   Figures figures(argc, argv);
@@ -252,9 +203,6 @@ int run(int argc, char** argv) {
     measureThreads(figures, server.url("/1MiB"));
   }
   if (figures.isWanted("net.parallel_200_ratio")) measureParallel(figures, server.url("/1MiB"));
-  if (figures.isWanted("net.single_256MiB_throughput")) {
-    measureSingle(figures, server.url("/256MiB"));
-  }
   return figures.exitStatus();
 }
 

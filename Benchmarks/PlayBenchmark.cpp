@@ -53,12 +53,6 @@ std::string contents(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-double median(std::vector<double> values) {
-  if (values.empty()) return std::numeric_limits<double>::quiet_NaN();
-  std::ranges::sort(values);
-  return values[values.size() / 2];
-}
-
 bool pumpUntil(const std::function<bool()>& done, std::chrono::nanoseconds timeout = 10s) {
   return DispatchQueue::main().runUntil(done, timeout);
 }

@@ -38,9 +38,8 @@ Data contentsOf(const fs::path& path) {
 }
 
 std::vector<Data> sampleImages() {
-  const auto folder = fs::path(__FILE__).parent_path().parent_path() / "App" / "SampleWorkout";
   std::vector<Data> images;
-  for (const auto& file : fs::directory_iterator(folder)) {
+  for (const auto& file : fs::directory_iterator(TAVRIN_SAMPLE_CLIPS)) {
     if (file.path().extension() == ".gif") images.push_back(contentsOf(file.path()));
   }
   return images;

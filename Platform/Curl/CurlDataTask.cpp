@@ -6,6 +6,13 @@
 
 namespace tavrin::curl {
 
+namespace {
+
+// More than one, because a turn costs more than a call; bounded, because other sessions wait.
+constexpr int callsATurn = 8;
+
+}  // namespace
+
 std::shared_ptr<CurlDataTask> CurlDataTask::make(std::shared_ptr<CurlSession> session,
                                                  std::shared_ptr<Transfer> transfer,
                                                  const TransferLimits& limits) {
@@ -27,12 +34,12 @@ void CurlDataTask::transferReceived(const URLResponse& response) {
 }
 
 bool CurlDataTask::transferReceived(std::span<const std::byte> bytes) {
-  const auto mustWake = inbox_.put(bytes);
+  const auto put = inbox_.put(bytes);
   // After the turn, for a turn brings several pieces, and the wake-up costs more than a piece.
-  if (mustWake.value_or(false)) {
+  if (put.mustWake) {
     TransferThread::shared().afterTurn([self = shared_from_this()] { self->scheduleTurn(); });
   }
-  return mustWake.has_value();
+  return !put.isFull;
 }
 
 void CurlDataTask::transferEnded(const std::optional<Error>& error) {
@@ -46,14 +53,16 @@ void CurlDataTask::scheduleTurn() {
 // The delegate is held for the turn, so that an invalidation from inside its call leaves it whole.
 void CurlDataTask::takeTurn() {
   const auto delegate = session_->delegate();
-  if (delegate == nullptr || DeliveryThreads::shared().isStopping()) return;
-  auto event = inbox_.take();
-  if (!event) return;
-  deliver(*delegate, *event);
-  event.reset();
-  const auto rest = inbox_.finish();
-  if (rest.wantsRefused) transfer_->proceed();
-  if (rest.hasMore) scheduleTurn();
+  if (delegate == nullptr) return;
+  for (int i = 0; i < callsATurn && !DeliveryThreads::shared().isStopping(); ++i) {
+    const auto* event = inbox_.take();
+    if (event == nullptr) return;
+    deliver(*delegate, *event);
+    const auto rest = inbox_.finish();
+    if (rest.wantsMore) transfer_->proceed();
+    if (!rest.hasMore) return;
+  }
+  scheduleTurn();
 }
 
 void CurlDataTask::deliver(URLSessionDataDelegate& delegate, const Inbox::Event& event) {

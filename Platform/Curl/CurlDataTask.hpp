@@ -12,7 +12,7 @@
 namespace tavrin::curl {
 
 /// Takes a transfer's bytes on the transfer thread and hands them to the session's delegate on the
-/// session's queue, one call a turn.
+/// session's queue.
 class CurlDataTask final : public URLSessionDataTask,
                            public TransferClient,
                            public std::enable_shared_from_this<CurlDataTask> {
@@ -32,7 +32,9 @@ class CurlDataTask final : public URLSessionDataTask,
  private:
   CurlDataTask(std::shared_ptr<CurlSession> session, std::shared_ptr<Transfer> transfer,
                const TransferLimits& limits)
-      : session_(std::move(session)), transfer_(std::move(transfer)), inbox_(limits.queuedBytes) {}
+      : session_(std::move(session)),
+        transfer_(std::move(transfer)),
+        inbox_(limits.queuedBytes, limits.mostQueuedBytes) {}
 
   void scheduleTurn();
   void takeTurn();

@@ -1,16 +1,31 @@
 #include "Platform/Curl/Inbox.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace tavrin::curl {
 
 namespace {
 
-// Small pieces are joined while they wait. Several chunks fill the inbox, so that a delegate can
-// work on one while the next arrives.
-constexpr std::int64_t chunkBytes = std::int64_t{32} * 1024;
+// Small pieces are joined while they wait, for a call costs more than their bytes.
+constexpr std::int64_t chunkBytes = std::int64_t{64} * 1024;
+
+// A taker keeps up when it makes a full inbox half empty within this time.
+constexpr auto promptly = std::chrono::milliseconds(5);
 
 }  // namespace
+
+Data& Inbox::addChunk() {
+  auto& chunk = std::get<Data>(events_.emplace_back(Data()));
+  if (spares_.empty()) {
+    chunk.reserve(chunkBytes);
+  } else {
+    chunk = std::move(spares_.back());
+    spares_.pop_back();
+    chunk.resize(0);
+  }
+  return chunk;
+}
 
 bool Inbox::wake() { return !std::exchange(isAwake_, true); }
 
@@ -21,43 +36,48 @@ bool Inbox::put(Event event) {
   return wake();
 }
 
-std::optional<bool> Inbox::put(std::span<const std::byte> bytes) {
+Inbox::Put Inbox::put(std::span<const std::byte> bytes) {
   const auto count = static_cast<std::int64_t>(bytes.size());
   const LockGuard lock(mutex_);
-  if (isDropped_) return false;
-  if (queuedBytes_ > 0 && queuedBytes_ + count > capacityBytes_) {
-    hasRefused_ = true;
-    return {};
-  }
+  if (isDropped_) return {.mustWake = false, .isFull = false};
   queuedBytes_ += count;
   auto* chunk = events_.empty() ? nullptr : std::get_if<Data>(&events_.back());
   if (chunk == nullptr || chunk->count() + count > chunkBytes) {
-    chunk = &std::get<Data>(events_.emplace_back(Data()));
-    chunk->reserve(chunkBytes);
+    chunk = &addChunk();
   }
   chunk->append(bytes);
-  return wake();
+  if (!fullSince_ && queuedBytes_ >= capacityBytes_) fullSince_ = Clock::now();
+  return {.mustWake = wake(), .isFull = fullSince_.has_value()};
 }
 
-std::optional<Inbox::Event> Inbox::take() {
+const Inbox::Event* Inbox::take() {
   const LockGuard lock(mutex_);
   if (events_.empty()) {
     isAwake_ = false;
-    return {};
+    return nullptr;
   }
-  auto event = std::move(events_.front());
+  taken_ = std::move(events_.front());
   events_.pop_front();
-  const auto* chunk = std::get_if<Data>(&event);
-  takenBytes_ = chunk == nullptr ? 0 : chunk->count();
-  return event;
+  return &*taken_;
 }
 
 Inbox::Rest Inbox::finish() {
   const LockGuard lock(mutex_);
-  queuedBytes_ -= std::exchange(takenBytes_, 0);
+  if (const auto* chunk = taken_ ? std::get_if<Data>(&*taken_) : nullptr) {
+    queuedBytes_ -= chunk->count();
+    if (!chunk->isShared()) spares_.push_back(*chunk);
+  }
+  taken_.reset();
   isAwake_ = !events_.empty();
-  const bool hasRoom = !isDropped_ && queuedBytes_ <= capacityBytes_ / 2;
-  return {.hasMore = isAwake_, .wantsRefused = hasRoom && std::exchange(hasRefused_, false)};
+  const bool wantsMore = fullSince_ && !isDropped_ && queuedBytes_ <= capacityBytes_ / 2;
+  if (wantsMore) adaptCapacity();
+  return {.hasMore = isAwake_, .wantsMore = wantsMore};
+}
+
+void Inbox::adaptCapacity() {
+  const bool keepsUp = Clock::now() - *fullSince_ < promptly;
+  capacityBytes_ = keepsUp ? std::min(capacityBytes_ * 2, mostBytes_) : leastBytes_;
+  fullSince_.reset();
 }
 
 void Inbox::drop() {

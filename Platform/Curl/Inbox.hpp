@@ -1,10 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <optional>
 #include <span>
 #include <variant>
+#include <vector>
 
 #include "Platform/Foundation/Data.hpp"
 #include "Platform/Foundation/Error.hpp"
@@ -16,7 +18,7 @@ namespace tavrin::curl {
 /// What a transfer has received and its delegate has yet to hear, in order and bounded.
 ///
 /// One thread puts and one taker takes, from any thread at a time. The taker sleeps when there is
-/// nothing to take; whoever puts is told when to wake it.
+/// nothing to take; whoever puts is told when to wake it, and when to pause.
 class Inbox {
  public:
   struct End {
@@ -24,36 +26,50 @@ class Inbox {
   };
   using Event = std::variant<URLResponse, Data, End>;
 
-  explicit Inbox(std::int64_t capacityBytes) : capacityBytes_(capacityBytes) {}
+  /// The capacity grows from the one to the other while the taker keeps up, and falls back when it
+  /// does not.
+  Inbox(std::int64_t leastBytes, std::int64_t mostBytes)
+      : leastBytes_(leastBytes), mostBytes_(mostBytes), capacityBytes_(leastBytes) {}
 
   /// Whether the taker must be woken.
   bool put(Event event);
-  /// As above; absent, and nothing is taken in, when there is no room.
-  std::optional<bool> put(std::span<const std::byte> bytes);
-
-  /// The next event, in the taker's hands until `finish()`. Absent when there is none, and the
-  /// taker sleeps.
-  std::optional<Event> take();
-  struct Rest {
-    bool hasMore;       // without more, the taker sleeps
-    bool wantsRefused;  // bytes that were refused have room now
+  struct Put {
+    bool mustWake;  // as above
+    bool isFull;    // no more should come until `finish()` wants it
   };
-  /// The taken event has been dealt with, and its memory is free.
+  /// Takes the bytes in, however full it is.
+  Put put(std::span<const std::byte> bytes);
+
+  /// The next event, valid until `finish()`. Null when there is none, and the taker sleeps.
+  const Event* take();
+  struct Rest {
+    bool hasMore;    // without more, the taker sleeps
+    bool wantsMore;  // it was full, and has room again
+  };
+  /// The taken event has been dealt with.
   Rest finish();
 
   /// Forgets everything, and all that comes later.
   void drop();
 
  private:
+  Data& addChunk() TAVRIN_REQUIRES(mutex_);
   bool wake() TAVRIN_REQUIRES(mutex_);
+  void adaptCapacity() TAVRIN_REQUIRES(mutex_);
 
-  const std::int64_t capacityBytes_;
+  using Clock = std::chrono::steady_clock;
+
+  const std::int64_t leastBytes_;
+  const std::int64_t mostBytes_;
   Mutex mutex_;
+  std::int64_t capacityBytes_ TAVRIN_GUARDED_BY(mutex_);
   std::deque<Event> events_ TAVRIN_GUARDED_BY(mutex_);
-  std::int64_t queuedBytes_ TAVRIN_GUARDED_BY(mutex_) = 0;  // those in the taker's hands included
-  std::int64_t takenBytes_ TAVRIN_GUARDED_BY(mutex_) = 0;
+  std::optional<Event> taken_ TAVRIN_GUARDED_BY(mutex_);  // its content is the taker's alone
+  // Chunks that have been heard: allocating anew would have the system clear their pages again.
+  std::vector<Data> spares_ TAVRIN_GUARDED_BY(mutex_);
+  std::int64_t queuedBytes_ TAVRIN_GUARDED_BY(mutex_) = 0;  // the taken included
   bool isAwake_ TAVRIN_GUARDED_BY(mutex_) = false;
-  bool hasRefused_ TAVRIN_GUARDED_BY(mutex_) = false;
+  std::optional<Clock::time_point> fullSince_ TAVRIN_GUARDED_BY(mutex_);  // until it has room again
   bool isDropped_ TAVRIN_GUARDED_BY(mutex_) = false;
 };
 

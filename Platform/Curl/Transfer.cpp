@@ -11,8 +11,8 @@ namespace tavrin::curl {
 
 namespace {
 
-// What a paused transfer holds beside its queue is a multiple of this.
-constexpr long receiveBufferBytes = 64L * 1024;
+// What a transfer may receive beyond its limit, and what curl itself holds.
+constexpr long receiveBufferBytes = 32L * 1024;
 constexpr long mostRedirects = 20;
 constexpr const char* schemes = "http,https";
 
@@ -45,7 +45,7 @@ void Transfer::proceed() {
   TransferThread::shared().post([self = shared_from_this()] {
     if (self->isOver_ || !std::exchange(self->isPaused_, false)) return;
     self->lastByte_ = Clock::now();
-    // Offers the bytes that were refused, from inside this call.
+    // May offer bytes from inside this call.
     const auto result = curl_easy_pause(self->handle(), CURLPAUSE_CONT);
     if (result == CURLE_OK) return;
     self->end(result);
@@ -139,11 +139,11 @@ std::size_t Transfer::receiveBody(std::span<const std::byte> bytes) {
   lastByte_ = Clock::now();
   // The body of a redirect that leads nowhere. curl itself drops that of one it follows.
   if (!hasResponse_) return 0;
-  if (!client_->transferReceived(bytes)) {
-    isPaused_ = true;
-    return CURL_WRITEFUNC_PAUSE;
-  }
   receivedBytes_ += static_cast<std::int64_t>(bytes.size());
+  // Not by the callback's result, for which curl would copy what it has just read.
+  if (!client_->transferReceived(bytes) && !std::exchange(isPaused_, true)) {
+    curl_easy_pause(handle(), CURLPAUSE_RECV);
+  }
   return bytes.size();
 }
 

@@ -15,8 +15,8 @@ class TransferClient {
   virtual ~TransferClient() = default;
   /// The final response, before any bytes.
   virtual void transferReceived(const URLResponse& response) = 0;
-  /// Bytes of the body. False when there is no room for them: they are offered again after
-  /// `Transfer::proceed()`.
+  /// Bytes of the body, which it takes. False when it wants no more before `Transfer::proceed()`;
+  /// what had been received already may still come.
   virtual bool transferReceived(std::span<const std::byte> bytes) = 0;
   /// The end, once. Not called for a transfer that was stopped.
   virtual void transferEnded(const std::optional<Error>& error) = 0;

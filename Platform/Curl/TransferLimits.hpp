@@ -12,7 +12,9 @@ struct TransferLimits {
   std::chrono::milliseconds silence = std::chrono::seconds(60);
   /// Bytes received that the delegate has not finished with. Above this the transfer waits. With
   /// what curl itself then holds, a waiting transfer stays below 256 KiB.
-  std::int64_t queuedBytes = std::int64_t{96} * 1024;
+  std::int64_t queuedBytes = std::int64_t{64} * 1024;
+  /// The same for a delegate that keeps up, so that neither side sleeps between pieces.
+  std::int64_t mostQueuedBytes = std::int64_t{512} * 1024;
 };
 
 }  // namespace tavrin::curl

@@ -29,9 +29,10 @@ class CopyOnWrite {
 
   /// The value for changing in place, copied first when others share it.
   Value& mutate() {
-    if (box_->owners.load(std::memory_order_acquire) > 1) *this = CopyOnWrite(box_->value);
+    if (isShared()) *this = CopyOnWrite(box_->value);
     return box_->value;
   }
+  bool isShared() const { return box_->owners.load(std::memory_order_acquire) > 1; }
 
   bool sharesStorageWith(const CopyOnWrite& other) const { return box_ == other.box_; }
 

@@ -23,6 +23,8 @@ class Data {
   const std::byte* bytes() const { return storage_->bytes.get(); }
   std::span<const std::byte> view() const { return {bytes(), static_cast<std::size_t>(count())}; }
   std::string_view text() const;
+  /// Whether a copy shares the storage, so that a change would have to copy the bytes.
+  bool isShared() const { return storage_.isShared(); }
 
   /// Makes room for `capacity` bytes without touching them. Throws `std::bad_alloc`.
   void reserve(std::int64_t capacity) { storage_.mutate().reserve(capacity); }

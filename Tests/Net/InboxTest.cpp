@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 
 #include "Platform/Curl/Inbox.hpp"
 
@@ -13,49 +15,69 @@ std::span<const std::byte> bytesOf(const std::string& text) {
 
 const std::string piece(16'384, 'p');
 
-TEST(Inbox, HoldsNoMoreThanItsCapacityWithWhatIsBeingHeard) {
-  Inbox inbox(std::int64_t{256} * 1024);
-  std::int64_t accepted = 0;
-  while (inbox.put(bytesOf(piece))) accepted += std::ssize(piece);
-  EXPECT_EQ(accepted, 256 * 1024);
+constexpr std::int64_t kibibyte = 1024;
 
-  const auto taken = inbox.take();
-  ASSERT_TRUE(taken);
-  EXPECT_EQ(std::get<Data>(*taken).count(), 32 * 1024) << "pieces are joined";
-  EXPECT_FALSE(inbox.put(bytesOf(piece))) << "a chunk counts until it has been dealt with";
+// How many bytes it takes before it is full.
+std::int64_t fill(Inbox& inbox) {
+  std::int64_t taken = std::ssize(piece);
+  while (!inbox.put(bytesOf(piece)).isFull) taken += std::ssize(piece);
+  return taken;
 }
 
-TEST(Inbox, AsksForRefusedBytesOnceWhenHalfIsFree) {
-  Inbox inbox(std::int64_t{256} * 1024);
-  while (inbox.put(bytesOf(piece))) {
+// Hears what is queued, up to the point at which more is wanted.
+void hearUntilMoreIsWanted(Inbox& inbox) {
+  while (inbox.take() != nullptr) {
+    if (inbox.finish().wantsMore) return;
   }
-  inbox.take();
-  for (const int freed : {32, 64, 96}) {
-    EXPECT_FALSE(inbox.finish().wantsRefused) << freed << " KiB";
-    inbox.take();
-  }
-  EXPECT_TRUE(inbox.finish().wantsRefused);
-  inbox.take();
-  EXPECT_FALSE(inbox.finish().wantsRefused) << "it has asked already";
+  FAIL() << "it never wanted more";
 }
 
-TEST(Inbox, PieceLargerThanTheCapacityPassesAlone) {
-  Inbox inbox(1000);
-  EXPECT_TRUE(inbox.put(bytesOf(piece)));
-  EXPECT_FALSE(inbox.put(bytesOf(piece)));
+TEST(Inbox, IsFullUntilHalfOfItHasBeenHeardAndAsksOnce) {
+  Inbox inbox(256 * kibibyte, 256 * kibibyte);
+  EXPECT_EQ(fill(inbox), 256 * kibibyte);
+
+  EXPECT_EQ(std::get<Data>(*inbox.take()).count(), 64 * kibibyte) << "pieces are joined";
+  EXPECT_TRUE(inbox.put(bytesOf(piece)).isFull) << "a chunk counts until it has been dealt with";
+  EXPECT_FALSE(inbox.finish().wantsMore) << "208 KiB are left";
   inbox.take();
-  EXPECT_TRUE(inbox.finish().wantsRefused);
-  EXPECT_TRUE(inbox.put(bytesOf(piece)));
+  EXPECT_FALSE(inbox.finish().wantsMore) << "144 KiB are left";
+  inbox.take();
+  EXPECT_TRUE(inbox.finish().wantsMore);
+  inbox.take();
+  EXPECT_FALSE(inbox.finish().wantsMore) << "it has asked already";
+}
+
+TEST(Inbox, GrowsWhileItsTakerKeepsUpAndFallsBack) {
+  Inbox inbox(64 * kibibyte, 256 * kibibyte);
+  fill(inbox);
+  hearUntilMoreIsWanted(inbox);
+  const auto grown = fill(inbox);
+  EXPECT_GT(grown, 64 * kibibyte);
+
+  inbox.take();
+  const auto heardAt = std::chrono::steady_clock::now() + std::chrono::milliseconds(20);
+  std::this_thread::sleep_until(heardAt);  // the slow taker itself
+  EXPECT_TRUE(inbox.finish().wantsMore);
+  EXPECT_LE(fill(inbox), 64 * kibibyte);
+}
+
+TEST(Inbox, ChunkThatItsTakerKeepsIsNotWrittenAgain) {
+  Inbox inbox(kibibyte, kibibyte);
+  inbox.put(bytesOf(piece));
+  const auto kept = std::get<Data>(*inbox.take());
+  inbox.finish();
+  inbox.put(bytesOf(std::string(16'384, 'q')));
+  EXPECT_EQ(kept.text(), piece);
 }
 
 TEST(Inbox, WakesASleepingTakerOnly) {
-  Inbox inbox(1000);
+  Inbox inbox(kibibyte, kibibyte);
   EXPECT_TRUE(inbox.put(URLResponse{}));
-  EXPECT_EQ(inbox.put(bytesOf("a")), false) << "awake already";
+  EXPECT_FALSE(inbox.put(bytesOf("a")).mustWake) << "awake already";
   EXPECT_TRUE(std::holds_alternative<URLResponse>(*inbox.take()));
   EXPECT_TRUE(inbox.finish().hasMore);
   EXPECT_TRUE(std::holds_alternative<Data>(*inbox.take()));
-  EXPECT_EQ(inbox.put(bytesOf("b")), false) << "awake while it deals with the last";
+  EXPECT_FALSE(inbox.put(bytesOf("b")).mustWake) << "awake while it deals with the last";
   EXPECT_TRUE(inbox.finish().hasMore);
   inbox.take();
   EXPECT_FALSE(inbox.finish().hasMore);
@@ -63,10 +85,10 @@ TEST(Inbox, WakesASleepingTakerOnly) {
 }
 
 TEST(Inbox, DroppedForgetsEverythingAndStaysSilent) {
-  Inbox inbox(1000);
+  Inbox inbox(kibibyte, kibibyte);
   inbox.put(bytesOf("abc"));
   inbox.drop();
-  EXPECT_EQ(inbox.put(bytesOf(piece)), false) << "taken in and forgotten, not refused";
+  EXPECT_FALSE(inbox.put(bytesOf(piece)).isFull) << "taken in and forgotten";
   EXPECT_FALSE(inbox.put(Inbox::End{}));
   EXPECT_FALSE(inbox.take());
 }
