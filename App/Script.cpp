@@ -20,6 +20,11 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(start, text.find_last_not_of(blanks) - start + 1);
 }
 
+std::string quoted(std::string_view text) {
+  std::string quoted(1, '"');
+  return quoted.append(text).append(1, '"');
+}
+
 std::optional<std::int64_t> wholeNumber(std::string_view text) {
   std::int64_t number = 0;
   const auto* end = text.data() + text.size();
@@ -62,7 +67,7 @@ class CommandParser {
         {"next", Kind::next},   {"prev", Kind::previous}, {"mute", Kind::mute},
         {"pause", Kind::pause}, {"play", Kind::play},     {"quit", Kind::quit}};
     if (const auto found = plain.find(word_); found != plain.end()) {
-      if (!rest_.empty()) fail(rest_, "nothing may follow \"" + std::string(word_) + "\"");
+      if (!rest_.empty()) fail(rest_, "nothing may follow " + quoted(word_));
       return {found->second};
     }
     if (word_ == "set") return set();
@@ -71,8 +76,8 @@ class CommandParser {
       if (rest_.empty()) fail(word_, "\"snapshot\" needs the name of a file");
       return {.kind = Kind::snapshot, .path = std::string(rest_)};
     }
-    fail(word_, "\"" + std::string(word_) +
-                    "\" is no command; there are set, next, prev, mute, pause, play, wait, "
+    fail(word_, quoted(word_) +
+                    " is no command; there are set, next, prev, mute, pause, play, wait, "
                     "snapshot and quit");
   }
 
@@ -81,7 +86,7 @@ class CommandParser {
     const auto number = wholeNumber(rest_);
     if (!number || *number < 1 || *number > itemCount_) {
       fail(rest_.empty() ? word_ : rest_,
-           "\"set\" needs the number of an item, 1 to " + std::to_string(itemCount_));
+           std::string("\"set\" needs the number of an item, 1 to ") + std::to_string(itemCount_));
     }
     return {.kind = Kind::set, .number = *number};
   }

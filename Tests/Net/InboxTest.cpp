@@ -49,11 +49,13 @@ TEST(Inbox, IsFullUntilHalfOfItHasBeenHeardAndAsksOnce) {
 
 TEST(Inbox, GrowsWhileItsTakerKeepsUpAndFallsBack) {
   Inbox inbox(64 * kibibyte, 256 * kibibyte);
-  fill(inbox);
-  hearUntilMoreIsWanted(inbox);
-  const auto grown = fill(inbox);
-  EXPECT_GT(grown, 64 * kibibyte);
-
+  // On a busy machine this thread too may be slow at times.
+  auto capacity = fill(inbox);
+  for (int i = 0; i < 1000 && capacity < 128 * kibibyte; ++i) {
+    hearUntilMoreIsWanted(inbox);
+    capacity = fill(inbox);
+  }
+  ASSERT_GE(capacity, 128 * kibibyte);
   inbox.take();
   const auto heardAt = std::chrono::steady_clock::now() + std::chrono::milliseconds(20);
   std::this_thread::sleep_until(heardAt);  // the slow taker itself
