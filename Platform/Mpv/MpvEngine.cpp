@@ -12,6 +12,7 @@
 #include "Platform/Foundation/Mutex.hpp"
 #include "Platform/Mpv/Bell.hpp"
 #include "Platform/Mpv/MpvLane.hpp"
+#include "Platform/Mpv/MpvRequests.hpp"
 
 namespace tavrin {
 
@@ -22,26 +23,18 @@ using Clock = std::chrono::steady_clock;
 constexpr auto timeToLeave = std::chrono::milliseconds(50);
 constexpr std::size_t laneCount = 2;
 
-using Completion = std::function<void(bool)>;
-
 // How long a released engine gives its loads to end by themselves before it ends their players.
 constexpr auto timeToEnd = std::chrono::milliseconds(500);
 // A file may end a little before the length it declares.
 constexpr double tolerableShare = 0.1;
 constexpr double tolerableSeconds = 1;
 
-void post(Completion completion, bool finished) {
-  if (!completion) return;
-  DispatchQueue::main().async(
-      [completion = std::move(completion), finished] { completion(finished); });
-}
-
 bool endsEarly(const MpvLoad& load) {
   const double missing = load.duration - load.position;
   return missing > tolerableSeconds && missing > load.duration * tolerableShare;
 }
 
-/// Operations note what is wanted and ring; the engine's thread brings libmpv in line with it.
+/// Operations note what is wanted, and ring; the engine's thread brings libmpv in line with it.
 class MpvEngine final : public MediaEngine {
  public:
   MpvEngine(std::weak_ptr<Listener> listener, const MpvEngineOptions& options)
@@ -50,7 +43,7 @@ class MpvEngine final : public MediaEngine {
 
   void load(LoadId load, std::shared_ptr<AVURLAsset> asset) override;
   void setPlaying(bool playing) override;
-  void seek(CMTime time, Completion completion) override;
+  void seek(CMTime time, std::function<void(bool)> completion) override;
   void setMuted(bool muted) override;
   void setWaitsToMinimizeStalling(bool waits) override;
   CMTime currentTime() const override;
@@ -59,19 +52,6 @@ class MpvEngine final : public MediaEngine {
   std::optional<LoadId> draw(const PixelBuffer& target) override;
 
  private:
-  struct Seek {
-    std::uint64_t serial = 0;  // from 1
-    double seconds = 0;
-    Completion completion;
-  };
-  struct Wishes {
-    LoadId load = 0;
-    std::shared_ptr<AVURLAsset> asset;
-    bool isPlaying = false;
-    bool isMuted = false;
-    bool waits = true;
-    bool isReleased = false;
-  };
   /// What has been told of the current load.
   struct Told {
     bool ready = false;
@@ -81,22 +61,20 @@ class MpvEngine final : public MediaEngine {
   };
 
   void run();
-  void turn(const Wishes& wishes);
+  void turn(const MpvRequests::Wishes& wishes);
   void updateLanes();
-  void chooseLane(const Wishes& wishes);
-  void leave(const Wishes& wishes);
+  void chooseLane(const MpvRequests::Wishes& wishes);
+  void leave(const MpvRequests::Wishes& wishes);
   void closeLeaving();
   MpvLane* idleLane();
   MpvLane* makeLane();
   void failWithoutLane(LoadId load);
   void show(MpvLane* lane);
-  void applySettings(const Wishes& wishes);
+  void applySettings(const MpvRequests::Wishes& wishes);
   void applySeek();
-  void endSeek(std::uint64_t serial, bool finished);
-  void publishPosition();
-  void tell(const Wishes& wishes);
+  void tell(const MpvRequests::Wishes& wishes);
   void tellFailure(LoadId load, const Error& error);
-  void tellEnd(const Wishes& wishes);
+  void tellEnd(const MpvRequests::Wishes& wishes);
   void report(void (Listener::*call)(LoadId), LoadId load);
   void endLanes();
 
@@ -105,16 +83,11 @@ class MpvEngine final : public MediaEngine {
   const MpvEngineOptions options_;
 
   Bell bell_;
-  mutable Mutex mutex_;
-  Wishes wishes_ TAVRIN_GUARDED_BY(mutex_);
-  std::optional<Seek> seek_ TAVRIN_GUARDED_BY(mutex_);  // that has not ended
-  std::uint64_t lastSeek_ TAVRIN_GUARDED_BY(mutex_) = 0;
-  LoadId positionLoad_ TAVRIN_GUARDED_BY(mutex_) = 0;
-  double position_ TAVRIN_GUARDED_BY(mutex_) = 0;  // seconds
-  double duration_ TAVRIN_GUARDED_BY(mutex_) = 0;  // seconds; 0 while it is not known
-  std::function<void()> pictureHandler_ TAVRIN_GUARDED_BY(mutex_);
+  MpvRequests requests_;
+  Mutex handlerMutex_;
+  std::function<void()> pictureHandler_ TAVRIN_GUARDED_BY(handlerMutex_);
 
-  Mutex pictureMutex_;  // taken after mutex_, where both are
+  Mutex pictureMutex_;
   LoadId newestLoad_ TAVRIN_GUARDED_BY(pictureMutex_) = 0;
   MpvLane* shown_ TAVRIN_GUARDED_BY(pictureMutex_) = nullptr;  // that has the newest load's picture
 
@@ -132,81 +105,53 @@ class MpvEngine final : public MediaEngine {
 };
 
 MpvEngine::~MpvEngine() {
-  {
-    const LockGuard lock(mutex_);
-    wishes_.isReleased = true;
-  }
+  requests_.release();
   bell_.ring();
   thread_.join();
 }
 
+// The picture first: from here on it is of no older load, even before this one is asked for.
 void MpvEngine::load(LoadId load, std::shared_ptr<AVURLAsset> asset) {
-  std::optional<Seek> overtaken;
   {
-    const LockGuard lock(mutex_);
-    if (load < wishes_.load) return;  // another thread has already asked for a newer one
-    wishes_.load = load;
-    std::swap(wishes_.asset, asset);
-    std::swap(seek_, overtaken);
-    const LockGuard pictureLock(pictureMutex_);
-    newestLoad_ = load;
-    shown_ = nullptr;
+    const LockGuard lock(pictureMutex_);
+    if (load >= newestLoad_) {
+      newestLoad_ = load;
+      shown_ = nullptr;
+    }
   }
-  if (overtaken) post(std::move(overtaken->completion), false);
+  requests_.load(load, std::move(asset));
   bell_.ring();
 }
 
 void MpvEngine::setPlaying(bool playing) {
-  {
-    const LockGuard lock(mutex_);
-    wishes_.isPlaying = playing;
-  }
+  requests_.setPlaying(playing);
   bell_.ring();
 }
 
-void MpvEngine::seek(CMTime time, Completion completion) {
-  bool isLoaded = false;
-  std::optional<Seek> overtaken;
-  {
-    const LockGuard lock(mutex_);
-    isLoaded = wishes_.asset != nullptr;
-    overtaken = std::exchange(seek_, std::nullopt);
-    if (isLoaded) seek_ = Seek{++lastSeek_, time.seconds, std::move(completion)};
-  }
-  if (overtaken) post(std::move(overtaken->completion), false);
-  if (!isLoaded) return post(std::move(completion), false);
+void MpvEngine::seek(CMTime time, std::function<void(bool)> completion) {
+  requests_.seek(time.seconds, std::move(completion));
   bell_.ring();
 }
 
 void MpvEngine::setMuted(bool muted) {
-  {
-    const LockGuard lock(mutex_);
-    wishes_.isMuted = muted;
-  }
+  requests_.setMuted(muted);
   bell_.ring();
 }
 
 void MpvEngine::setWaitsToMinimizeStalling(bool waits) {
-  {
-    const LockGuard lock(mutex_);
-    wishes_.waits = waits;
-  }
+  requests_.setWaits(waits);
   bell_.ring();
 }
 
-CMTime MpvEngine::currentTime() const {
-  const LockGuard lock(mutex_);
-  return {wishes_.asset && positionLoad_ == wishes_.load ? position_ : 0};
-}
+CMTime MpvEngine::currentTime() const { return {requests_.position()}; }
 
 std::optional<CMTime> MpvEngine::duration() const {
-  const LockGuard lock(mutex_);
-  const bool isKnown = wishes_.asset && positionLoad_ == wishes_.load && duration_ > 0;
-  return isKnown ? std::optional(CMTime{duration_}) : std::nullopt;
+  const auto seconds = requests_.duration();
+  return seconds ? std::optional(CMTime{*seconds}) : std::nullopt;
 }
 
 void MpvEngine::setPictureHandler(std::function<void()> handler) {
-  const LockGuard lock(mutex_);
+  const LockGuard lock(handlerMutex_);
   pictureHandler_ = std::move(handler);
 }
 
@@ -219,11 +164,7 @@ std::optional<MediaEngine::LoadId> MpvEngine::draw(const PixelBuffer& target) {
 void MpvEngine::run() {
   makeLane();
   for (;;) {
-    Wishes wishes;
-    {
-      const LockGuard lock(mutex_);
-      wishes = wishes_;
-    }
+    const auto wishes = requests_.wishes();
     if (wishes.isReleased) break;
     turn(wishes);
     if (leaving_) {
@@ -235,12 +176,13 @@ void MpvEngine::run() {
   endLanes();
 }
 
-void MpvEngine::turn(const Wishes& wishes) {
+void MpvEngine::turn(const MpvRequests::Wishes& wishes) {
   chooseLane(wishes);
   updateLanes();
   chooseLane(wishes);
   if (!current_) return;
-  publishPosition();
+  const auto& load = current_->load();
+  requests_.publishTimes(load.id, load.position, load.duration);
   applySeek();
   applySettings(wishes);
   tell(wishes);
@@ -253,14 +195,14 @@ void MpvEngine::updateLanes() {
     show(current_);
     std::function<void()> handler;
     {
-      const LockGuard lock(mutex_);
+      const LockGuard lock(handlerMutex_);
       handler = pictureHandler_;
     }
     if (handler) handler();
   }
 }
 
-void MpvEngine::chooseLane(const Wishes& wishes) {
+void MpvEngine::chooseLane(const MpvRequests::Wishes& wishes) {
   if (current_ && current_->load().id != wishes.load) leave(wishes);
   if (!current_ && wishes.asset) {
     current_ = idleLane();
@@ -277,7 +219,7 @@ void MpvEngine::chooseLane(const Wishes& wishes) {
 
 // Closing takes longer than opening, and would slow it down: it waits for the next load's picture,
 // or a moment. Meanwhile the load is held, and hidden.
-void MpvEngine::leave(const Wishes& wishes) {
+void MpvEngine::leave(const MpvRequests::Wishes& wishes) {
   show(nullptr);
   closeLeaving();
   std::swap(leaving_, current_);
@@ -304,12 +246,7 @@ MpvLane* MpvEngine::makeLane() {
 }
 
 void MpvEngine::failWithoutLane(LoadId load) {
-  std::uint64_t seek = 0;
-  {
-    const LockGuard lock(mutex_);
-    if (seek_) seek = seek_->serial;
-  }
-  endSeek(seek, false);
+  requests_.endAnySeek();
   if (std::exchange(failedLoad_, load) != load) tellFailure(load, {whyNoLane_});
 }
 
@@ -318,7 +255,7 @@ void MpvEngine::show(MpvLane* lane) {
   shown_ = lane && lane->load().id == newestLoad_ ? lane : nullptr;
 }
 
-void MpvEngine::applySettings(const Wishes& wishes) {
+void MpvEngine::applySettings(const MpvRequests::Wishes& wishes) {
   current_->setMuted(wishes.isMuted);
   current_->setWaitsToMinimizeStalling(wishes.waits);
   // Opening is quickest paused; the first picture comes out all the same.
@@ -326,46 +263,22 @@ void MpvEngine::applySettings(const Wishes& wishes) {
 }
 
 void MpvEngine::applySeek() {
-  if (const auto end = current_->takeSeekEnd()) endSeek(end->serial, end->finished);
-  std::uint64_t serial = 0;
-  double seconds = 0;
-  {
-    const LockGuard lock(mutex_);
-    if (!seek_ || wishes_.load != current_->load().id) return;
-    serial = seek_->serial;
-    seconds = seek_->seconds;
-  }
-  if (serial == issuedSeek_) return;
+  if (const auto end = current_->takeSeekEnd()) requests_.endSeek(end->serial, end->finished);
   const auto& load = current_->load();
+  const auto seek = requests_.seekOf(load.id);
+  if (!seek || seek->serial == issuedSeek_) return;
   if (load.failure) {
-    endSeek(serial, false);
-  } else if (seconds <= 0 && !load.hasLeftStart) {
-    endSeek(serial, true);  // without waiting for a first byte that may never come
+    requests_.endSeek(seek->serial, false);
+  } else if (seek->seconds <= 0 && !load.hasLeftStart) {
+    requests_.endSeek(seek->serial, true);  // without waiting for a first byte that may never come
   } else if (current_->isReady()) {
-    issuedSeek_ = serial;
+    issuedSeek_ = seek->serial;
     told_.end = false;
-    current_->seek(serial, seconds);
+    current_->seek(seek->serial, seek->seconds);
   }
 }
 
-void MpvEngine::endSeek(std::uint64_t serial, bool finished) {
-  std::optional<Seek> ended;
-  {
-    const LockGuard lock(mutex_);
-    if (!seek_ || seek_->serial != serial) return;
-    std::swap(seek_, ended);
-  }
-  post(std::move(ended->completion), finished);
-}
-
-void MpvEngine::publishPosition() {
-  const LockGuard lock(mutex_);
-  positionLoad_ = current_->load().id;
-  position_ = current_->load().position;
-  duration_ = current_->load().duration;
-}
-
-void MpvEngine::tell(const Wishes& wishes) {
+void MpvEngine::tell(const MpvRequests::Wishes& wishes) {
   const auto& load = current_->load();
   tellEnd(wishes);
   if (load.failure) {
@@ -386,7 +299,7 @@ void MpvEngine::tell(const Wishes& wishes) {
   }
 }
 
-void MpvEngine::tellEnd(const Wishes& wishes) {
+void MpvEngine::tellEnd(const MpvRequests::Wishes& wishes) {
   const auto& load = current_->load();
   if (!load.isAtEnd || load.failure || current_->isSeeking()) return;
   // A read that failed and a file that was cut short look like an end too.
@@ -422,12 +335,7 @@ void MpvEngine::endLanes() {
     for (const auto& lane : lanes_) lane->update(nullptr);
   } while (!areIdle() && bell_.waitUntil(deadline));
   lanes_.clear();
-  std::optional<Seek> unfinished;
-  {
-    const LockGuard lock(mutex_);
-    std::swap(seek_, unfinished);
-  }
-  if (unfinished) post(std::move(unfinished->completion), false);
+  requests_.endAnySeek();
 }
 
 }  // namespace
