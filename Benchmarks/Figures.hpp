@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +44,11 @@ class Figures {
     return prefixes_.empty() || std::ranges::any_of(prefixes_, [id](const auto& prefix) {
              return id.starts_with(prefix);
            });
+  }
+
+  /// Calls `group` when one of the ids that it reports is wanted.
+  void measure(std::initializer_list<std::string_view> ids, void (*group)(Figures&)) {
+    if (std::ranges::any_of(ids, [this](auto id) { return isWanted(id); })) group(*this);
   }
 
   /// Prints one line of JSON on standard output. A value that is no number falls short.

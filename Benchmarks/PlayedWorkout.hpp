@@ -1,0 +1,102 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Architecture/Store.hpp"
+#include "Benchmarks/Playback.hpp"
+#include "Benchmarks/Timing.hpp"
+#include "Platform/Media/AVPlayer.hpp"
+#include "Tavrin/VideoFeature.hpp"
+#include "Tests/Support/RangeServer.hpp"
+#include "Tests/Support/TemporaryDirectory.hpp"
+
+namespace tavrin::benchmarks {
+
+/// A workout of videos with different names, all the same clip, in a cache directory of its own.
+class PlayedWorkout {
+ public:
+  PlayedWorkout(int count, bool isCached, std::string_view behaviour = "plain") {
+    setenv("XDG_CACHE_HOME", cache_.path().c_str(), 1);
+    std::filesystem::create_directory(cache_.path() / "VideoCache");
+    const auto bytes = contents(clips + "/squats.mp4");
+    std::vector<std::optional<Media>> media;
+    for (int i = 0; i < count; ++i) {
+      const auto name = std::to_string(i) + ".mp4";
+      server.serve("/" + name, bytes, behaviour);
+      if (isCached) std::ofstream(cache_.path() / "VideoCache" / name, std::ios::binary) << bytes;
+      media.emplace_back(Media{UUID::random(), server.url("/" + name), {"video/mp4"}, true});
+    }
+    store_.emplace(VideoFeatureState(std::move(media)), VideoFeature());
+    send(VideoFeature::BusinessAction::prepareMedia());
+    pumpUntil([&] { return state().managerId().has_value(); });
+  }
+  ~PlayedWorkout() {
+    send(VideoFeature::BusinessAction::playerDeinit());
+    store_.reset();
+  }
+
+  void send(VideoFeature::BusinessAction action) {
+    store_->send(VideoFeatureAction::business(std::move(action)));
+  }
+  void sendStep(std::int64_t index) {
+    send(VideoFeature::BusinessAction::setMedia(
+        SetMediaValues(state().media()[index].id, false, true)));
+  }
+  const VideoFeatureState& state() const { return store_->state(); }
+  std::shared_ptr<AVPlayer> player() const { return state().player(); }
+
+  /// Draws, as a host does, and returns the item that the picture is of.
+  std::shared_ptr<AVPlayerItem> draw() {
+    const auto current = player();
+    if (!current) return nullptr;
+    const auto load = current->engine().draw({pixels_.data(), width, height, width * 4});
+    return load ? current->item(*load) : nullptr;
+  }
+
+  /// Steps, and returns the milliseconds until a host has drawn the first picture of the new item.
+  std::optional<double> step(std::int64_t index) {
+    const auto old = player() ? player()->currentItem() : nullptr;
+    watchPictures();
+    const auto start = Clock::now();
+    sendStep(index);
+    const bool isShown = pumpUntil([&] {
+      watchPictures();
+      if (!std::exchange(*hasNewPicture_, false)) return false;
+      const auto shown = draw();
+      return shown && shown != old;
+    });
+    return isShown ? std::optional(millisecondsSince(start)) : std::nullopt;
+  }
+
+  testing::RangeServer server;
+
+ private:
+  static constexpr int width = 640;
+  static constexpr int height = 360;
+
+  // A host draws when there is a new picture, and only then.
+  void watchPictures() {
+    if (player() == watched_) return;
+    watched_ = player();
+    *hasNewPicture_ = true;  // one may have come before
+    watched_->engine().setPictureHandler(
+        [flag = hasNewPicture_] { DispatchQueue::main().async([flag] { *flag = true; }); });
+  }
+
+  testing::TemporaryDirectory cache_;
+  std::optional<Store<VideoFeature>> store_;
+  std::shared_ptr<AVPlayer> watched_;
+  std::shared_ptr<bool> hasNewPicture_ = std::make_shared<bool>(false);  // main queue only
+  std::vector<std::byte> pixels_ = std::vector<std::byte>(std::size_t{width} * height * 4);
+};
+
+}  // namespace tavrin::benchmarks
