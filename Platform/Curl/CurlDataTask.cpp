@@ -54,8 +54,8 @@ void CurlDataTask::scheduleTurn() {
 void CurlDataTask::takeTurn() {
   const auto delegate = session_->delegate();
   if (delegate == nullptr) return;
-  for (int i = 0; i < callsATurn && !DeliveryThreads::shared().isStopping(); ++i) {
-    const auto* event = inbox_.take();
+  for (int i = 0; i < callsATurn; ++i) {
+    const auto* event = DeliveryThreads::shared().isStopping() ? nullptr : inbox_.take();
     if (event == nullptr) return;
     deliver(*delegate, *event);
     const auto rest = inbox_.finish();
