@@ -55,8 +55,9 @@ std::optional<std::chrono::milliseconds> duration(std::string_view text) {
 // One command, a view into the script, so that its words tell where they stand.
 class CommandParser {
  public:
-  CommandParser(std::string_view script, std::string_view command, std::int64_t itemCount)
-      : script_(script), itemCount_(itemCount) {
+  CommandParser(std::string_view script, std::string_view command, std::int64_t itemCount,
+                bool hasItem)
+      : script_(script), itemCount_(itemCount), hasItem_(hasItem) {
     const auto end = std::min(command.find_first_of(blanks), command.size());
     word_ = command.substr(0, end);
     rest_ = trimmed(command.substr(end));
@@ -92,8 +93,10 @@ class CommandParser {
   }
 
   ScriptCommand wait() const {
-    if (rest_ == "ready") return {Kind::waitReady};
-    if (rest_ == "end") return {Kind::waitEnd};
+    if (rest_ == "ready" || rest_ == "end") {
+      if (!hasItem_) fail(word_, "there is no item to wait for yet; begin with \"set 1\"");
+      return {rest_ == "end" ? Kind::waitEnd : Kind::waitReady};
+    }
     if (rest_ == "stored") return {Kind::waitStored};
     const auto time = duration(rest_);
     if (!time) {
@@ -110,6 +113,7 @@ class CommandParser {
 
   const std::string_view script_;
   const std::int64_t itemCount_;
+  const bool hasItem_;  // a command before this one has asked for an item
   std::string_view word_;
   std::string_view rest_;
 };
@@ -118,6 +122,7 @@ class CommandParser {
 
 std::variant<Script, TextError> parseScript(std::string_view text, std::int64_t itemCount) {
   Script script;
+  bool hasItem = false;
   try {
     for (std::size_t start = 0; start < text.size();) {
       const auto lineEnd = std::min(text.find('\n', start), text.size());
@@ -126,7 +131,9 @@ std::variant<Script, TextError> parseScript(std::string_view text, std::int64_t 
       const bool isComment = command.starts_with('#');
       start = (isComment ? lineEnd : end) + 1;
       if (command.empty() || isComment) continue;
-      script.push_back(CommandParser(text, command, itemCount).parse());
+      script.push_back(CommandParser(text, command, itemCount, hasItem).parse());
+      const auto kind = script.back().kind;
+      hasItem = hasItem || kind == Kind::set || kind == Kind::next;
     }
   } catch (TextError& error) {
     return std::move(error);

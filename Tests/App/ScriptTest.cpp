@@ -43,6 +43,7 @@ TEST(Script, TellsWhereACommandIsWrong) {
   EXPECT_THAT(errorOf("next;\n  jump 3"), HasSubstr("line 2, column 3: \"jump\" is no command"));
   EXPECT_THAT(errorOf("next now"), HasSubstr("line 1, column 6: nothing may follow"));
   EXPECT_THAT(errorOf("set 1; snapshot"), HasSubstr("line 1, column 8: \"snapshot\" needs"));
+  EXPECT_THAT(errorOf("mute; wait ready; set 1"), HasSubstr("line 1, column 7: there is no item"));
   for (const char* set :
        {"set", "set 0", "set 7", "set -1", "set x", "set 1 2", "set 99999999999999999999"}) {
     EXPECT_THAT(errorOf(set), HasSubstr("needs the number of an item, 1 to 6")) << set;
