@@ -54,7 +54,7 @@ struct VideoFeatureAction {
                                PlayerDeinit, NextMedia, PrevMedia, SetPlayerIsSet>;
 
     /// Makes an item current, stepping the position forward or back. Sent by the host.
-    static BusinessAction setMedia(SetMediaValues values) { return {SetMedia{std::move(values)}}; }
+    static BusinessAction setMedia(SetMediaValues values) { return {SetMedia{values}}; }
     /// Obtains and installs the item for a video.
     static BusinessAction setPlayer(SetPlayerValues values) {
       return {SetPlayer{std::move(values)}};

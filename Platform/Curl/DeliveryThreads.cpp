@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "Platform/Foundation/FatalError.hpp"
+
 namespace tavrin::curl {
 
 namespace {
@@ -15,8 +17,8 @@ constexpr std::size_t threads = 4;
 // Never destroyed, only stopped: sessions may outlive it.
 DeliveryThreads& DeliveryThreads::shared() {
   static DeliveryThreads* shared = [] {
-    static DeliveryThreads* made = new DeliveryThreads;
-    std::atexit([] { made->stop(); });
+    static auto* made = new DeliveryThreads;
+    if (std::atexit([] { made->stop(); }) != 0) fatalError("no exit handler can be added");
     return made;
   }();
   return *shared;

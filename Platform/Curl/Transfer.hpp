@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Platform/Curl/TransferClient.hpp"
 #include "Platform/Curl/TransferLimits.hpp"
@@ -46,9 +47,8 @@ class Transfer final : public std::enable_shared_from_this<Transfer> {
   };
   using Clock = TransferThread::Clock;
 
-  Transfer(const URL& url, const URLSessionConfiguration& configuration,
-           const TransferLimits& limits)
-      : url_(url), configuration_(configuration), limits_(limits) {}
+  Transfer(URL url, const URLSessionConfiguration& configuration, const TransferLimits& limits)
+      : url_(std::move(url)), configuration_(configuration), limits_(limits) {}
 
   void begin(std::shared_ptr<TransferClient> client);
   CURLcode configure();

@@ -30,8 +30,8 @@ CURLM* makeMulti() {
 TransferThread& TransferThread::shared() {
   static TransferThread* thread = [] {
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    static TransferThread* made = new TransferThread;
-    std::atexit([] { made->stop(); });
+    static auto* made = new TransferThread;
+    if (std::atexit([] { made->stop(); }) != 0) fatalError("no exit handler can be added");
     return made;
   }();
   return *thread;

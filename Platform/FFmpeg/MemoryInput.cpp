@@ -29,7 +29,7 @@ void MemoryInput::rewind() {
 }
 
 void MemoryInput::Free::operator()(AVIOContext* context) const {
-  av_freep(&context->buffer);
+  av_freep(static_cast<void*>(&context->buffer));
   avio_context_free(&context);
 }
 

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "Platform/Foundation/FatalError.hpp"
+
 namespace tavrin {
 
 namespace {
@@ -16,8 +18,8 @@ std::size_t sharedThreads() {
 // Never destroyed, only stopped: static objects that outlive the drain may still post to it.
 ThreadPool& sharedPool() {
   static ThreadPool* pool = [] {
-    static ThreadPool* made = new ThreadPool(sharedThreads());
-    std::atexit([] { made->stop(); });
+    static auto* made = new ThreadPool(sharedThreads());
+    if (std::atexit([] { made->stop(); }) != 0) fatalError("no exit handler can be added");
     return made;
   }();
   return *pool;

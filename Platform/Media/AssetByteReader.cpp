@@ -305,7 +305,7 @@ bool LoadingRequestReader::isPending(const Request& request) const {
 
 }  // namespace
 
-std::shared_ptr<AssetByteReader> AssetByteReader::make(std::shared_ptr<AVURLAsset> asset) {
+std::shared_ptr<AssetByteReader> AssetByteReader::make(const std::shared_ptr<AVURLAsset>& asset) {
   auto reader = std::make_shared<LoadingRequestReader>(asset->resourceLoader());
   asset->resourceLoader()->observers().add(reader, "end");
   return reader;

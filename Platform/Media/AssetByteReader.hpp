@@ -18,7 +18,7 @@ namespace tavrin {
 class AssetByteReader {
  public:
   /// A reader at offset 0. Nothing is requested before the first `size` or `read`. Does not wait.
-  static std::shared_ptr<AssetByteReader> make(std::shared_ptr<AVURLAsset> asset);
+  static std::shared_ptr<AssetByteReader> make(const std::shared_ptr<AVURLAsset>& asset);
 
   virtual ~AssetByteReader() = default;
 

@@ -85,7 +85,7 @@ int open(void*, char* address, mpv_stream_cb_info* info) {
   std::uintptr_t id = 0;
   std::from_chars(digits.data(), digits.data() + digits.size(), id);
   if (!ReaderTable::shared().find(id)) return MPV_ERROR_LOADING_FAILED;
-  info->cookie = reinterpret_cast<void*>(id);
+  info->cookie = reinterpret_cast<void*>(id);  // NOLINT: a number, never followed
   info->read_fn = read;
   info->seek_fn = seek;
   info->size_fn = size;
