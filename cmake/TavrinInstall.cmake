@@ -41,4 +41,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS
     "libcurl4-openssl-dev, libavformat-dev, libavcodec-dev, libavutil-dev, libswscale-dev, libmpv-dev, pkg-config")
+if(TAVRIN_APP AND TAVRIN_MPV)  # what the workout player is linked with besides
+  string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS ", libsdl2-2.0-0, libpangocairo-1.0-0, libmicrohttpd12")
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS fonts-inter)
+endif()
 include(CPack)
