@@ -31,6 +31,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/TavrinConfigVersion.cmake
                                  COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/TavrinConfig.cmake ${CMAKE_BINARY_DIR}/TavrinConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Tavrin)
+# Told from where the file lies, so that an installed copy works wherever that is.
+file(RELATIVE_PATH TAVRIN_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/tavrin.pc.in ${CMAKE_BINARY_DIR}/tavrin.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/tavrin.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
