@@ -31,6 +31,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/TavrinConfigVersion.cmake
                                  COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/TavrinConfig.cmake ${CMAKE_BINARY_DIR}/TavrinConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Tavrin)
+# Told from where the file lies, so that an installed copy works wherever that is.
+file(RELATIVE_PATH TAVRIN_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/tavrin.pc.in ${CMAKE_BINARY_DIR}/tavrin.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/tavrin.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
@@ -41,4 +43,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS
     "libcurl4-openssl-dev, libavformat-dev, libavcodec-dev, libavutil-dev, libswscale-dev, libmpv-dev, pkg-config")
+if(TAVRIN_APP AND TAVRIN_MPV)  # what the workout player is linked with besides
+  string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS ", libsdl2-2.0-0, libpangocairo-1.0-0, libmicrohttpd12")
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS fonts-inter)
+endif()
 include(CPack)

@@ -18,7 +18,7 @@ class Bundle {
   ///
   /// It is share/tavrin/Resources in the directory of that file or in the nearest of the three
   /// directories above it. So it is found from a build tree, from an installed prefix (bin/, lib/,
-  /// lib/<triplet>/), and from a copy of either at any other place. Where there is none, the bundle
+  /// lib/TRIPLET/), and from a copy of either at any other place. Where there is none, the bundle
   /// is an empty one beside the code.
   static std::shared_ptr<const Bundle> holding(const void* address);
   /// The bundle in a directory, which need not exist.

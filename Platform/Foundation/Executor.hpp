@@ -21,8 +21,8 @@ class Executor {
   /// Takes a job to be run once. Any thread; returns without waiting for the job.
   virtual void post(Job job) = 0;
 
-  /// The process's concurrent executor: effects, cache operations, whole-file reads and writes.
-  /// Drained at exit; a job posted after that is dropped.
+  /// The process's concurrent executor: effects, cache operations with their whole-file reads, and
+  /// image decoding. Drained at exit; a job posted after that is dropped.
   static Executor& shared();
 };
 
