@@ -1,5 +1,7 @@
 #pragma once
 
+#include <benchmark/benchmark.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -36,16 +38,36 @@ double medianRatio(int rounds, const Ours& ours, const Theirs& theirs) {
   return median(ratios);
 }
 
+/// Takes the median of a benchmark's repetitions, and prints nothing.
+class MedianReporter final : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext(const Context&) override { return true; }
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const auto& run : runs) {
+      if (run.aggregate_name == "median") nanoseconds_ = run.GetAdjustedRealTime();
+    }
+  }
+  double nanoseconds() const { return nanoseconds_; }
+
+ private:
+  double nanoseconds_ = std::nan("");
+};
+
 /// The median, over seven rounds, of the nanoseconds that one of `calls` calls takes.
 template <class Call>
 double medianNanoseconds(std::int64_t calls, Call&& call) {
-  std::vector<double> rounds(7);
-  for (auto& round : rounds) {
-    const auto start = Clock::now();
-    for (std::int64_t i = 0; i < calls; ++i) call();
-    round = millisecondsSince(start) * 1e6 / static_cast<double>(calls);
-  }
-  return median(std::move(rounds));
+  benchmark::ClearRegisteredBenchmarks();
+  const auto rounds = [&call](benchmark::State& state) {
+    for (auto _ : state) call();
+  };
+  benchmark::RegisterBenchmark("call", rounds)
+      ->Iterations(calls)
+      ->Repetitions(7)
+      ->ReportAggregatesOnly()
+      ->UseRealTime();
+  MedianReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  return reporter.nanoseconds();
 }
 
 }  // namespace tavrin::benchmarks
