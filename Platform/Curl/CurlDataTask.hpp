@@ -32,9 +32,7 @@ class CurlDataTask final : public URLSessionDataTask,
  private:
   CurlDataTask(std::shared_ptr<CurlSession> session, std::shared_ptr<Transfer> transfer,
                const TransferLimits& limits)
-      : session_(std::move(session)),
-        transfer_(std::move(transfer)),
-        inbox_(limits.queuedBytes, limits.mostQueuedBytes) {}
+      : session_(std::move(session)), transfer_(std::move(transfer)), inbox_(limits) {}
 
   void scheduleTurn();
   void takeTurn();

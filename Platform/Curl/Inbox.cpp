@@ -10,9 +10,6 @@ namespace {
 // Small pieces are joined while they wait, for a call costs more than their bytes.
 constexpr std::int64_t chunkBytes = std::int64_t{64} * 1024;
 
-// A taker keeps up when it makes a full inbox half empty within this time.
-constexpr auto promptly = std::chrono::milliseconds(5);
-
 }  // namespace
 
 Data& Inbox::addChunk() {
@@ -75,8 +72,9 @@ Inbox::Rest Inbox::finish() {
 }
 
 void Inbox::adaptCapacity() {
-  const bool keepsUp = Clock::now() - *fullSince_ < promptly;
-  capacityBytes_ = keepsUp ? std::min(capacityBytes_ * 2, mostBytes_) : leastBytes_;
+  const bool keepsUp = Clock::now() - *fullSince_ < limits_.promptly;
+  const auto more = std::min(capacityBytes_ * 2, limits_.mostQueuedBytes);
+  capacityBytes_ = keepsUp ? more : limits_.queuedBytes;
   fullSince_.reset();
 }
 

@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "Platform/Curl/TransferLimits.hpp"
 #include "Platform/Foundation/Data.hpp"
 #include "Platform/Foundation/Error.hpp"
 #include "Platform/Foundation/Mutex.hpp"
@@ -26,10 +27,10 @@ class Inbox {
   };
   using Event = std::variant<URLResponse, Data, End>;
 
-  /// The capacity grows from the one to the other while the taker keeps up, and falls back when it
-  /// does not.
-  Inbox(std::int64_t leastBytes, std::int64_t mostBytes)
-      : leastBytes_(leastBytes), mostBytes_(mostBytes), capacityBytes_(leastBytes) {}
+  /// The capacity grows from the least to the most bytes while the taker keeps up, and falls back
+  /// when it does not.
+  explicit Inbox(const TransferLimits& limits)
+      : limits_(limits), capacityBytes_(limits.queuedBytes) {}
 
   /// Whether the taker must be woken.
   bool put(Event event);
@@ -59,8 +60,7 @@ class Inbox {
 
   using Clock = std::chrono::steady_clock;
 
-  const std::int64_t leastBytes_;
-  const std::int64_t mostBytes_;
+  const TransferLimits limits_;
   Mutex mutex_;
   std::int64_t capacityBytes_ TAVRIN_GUARDED_BY(mutex_);
   std::deque<Event> events_ TAVRIN_GUARDED_BY(mutex_);

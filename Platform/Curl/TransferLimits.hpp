@@ -15,6 +15,8 @@ struct TransferLimits {
   std::int64_t queuedBytes = std::int64_t{64} * 1024;
   /// The same for a delegate that keeps up, so that neither side sleeps between pieces.
   std::int64_t mostQueuedBytes = std::int64_t{512} * 1024;
+  /// A delegate keeps up when it makes a full queue half empty within this time.
+  std::chrono::milliseconds promptly = std::chrono::milliseconds(5);
 };
 
 }  // namespace tavrin::curl
