@@ -124,7 +124,7 @@ void printTable(std::FILE* to, const SoakFigures (&figures)[3], double first) {
                first);
   row("threads", &SoakFigures::threads);
   row("descriptors", &SoakFigures::descriptors);
-  row("bytes resident (RssAnon, one heap, trimmed)", &SoakFigures::bytes);
+  row("bytes resident (RssAnon, trimmed)", &SoakFigures::bytes);
   row("bytes allocated (mallinfo2, for information)", &SoakFigures::allocated);
 }
 
@@ -151,7 +151,7 @@ int main(int argc, char** argv) {
     std::fputs("Soak [SECONDS, 1 to 86400] [SEED]\n", stderr);
     return 2;
   }
-  keepAllocatorFrugal();
+  startWithFrugalAllocator(argv);
   std::FILE* report = takeStandardOutput();
   const double first = std::min(60.0, seconds / 10);
   std::fprintf(report,

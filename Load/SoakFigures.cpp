@@ -2,8 +2,10 @@
 
 #include <malloc.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -40,11 +42,13 @@ SoakFigures SoakFigures::take() {
           .allocated = static_cast<std::int64_t>(heap.uordblks + heap.hblkhd)};
 }
 
-void keepAllocatorFrugal() {
-  constexpr int initialBytes = 128 * 1024;
-  ::mallopt(M_ARENA_MAX, 1);
-  ::mallopt(M_MMAP_THRESHOLD, initialBytes);
-  ::mallopt(M_TRIM_THRESHOLD, initialBytes);
+void startWithFrugalAllocator(char** arguments) {
+  constexpr const char* tunables =
+      "glibc.malloc.arena_max=1:glibc.malloc.tcache_count=0:glibc.malloc.mxfast=0:"
+      "glibc.malloc.mmap_threshold=131072:glibc.malloc.trim_threshold=131072";
+  if (::getenv("GLIBC_TUNABLES") != nullptr) return;
+  ::setenv("GLIBC_TUNABLES", tunables, 1);
+  ::execv("/proc/self/exe", arguments);
 }
 
 int countInternetSockets() {

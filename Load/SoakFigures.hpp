@@ -15,10 +15,11 @@ struct SoakFigures {
   static SoakFigures take();
 };
 
-/// Keeps glibc's allocator from hoarding: one heap for all threads, and its thresholds where they
-/// are at the start. By itself it keeps free memory, tens of MiB in time, at the end of a heap of
-/// each thread, where `malloc_trim` does not reach it. That is not memory which a program holds.
-void keepAllocatorFrugal();
+/// Starts the program anew with an allocator that does not hoard, unless the caller has set
+/// GLIBC_TUNABLES. By itself glibc keeps free memory, tens of MiB in time, at the end of a heap of
+/// each thread, where `malloc_trim` does not reach it, and small pieces in a stock of each thread,
+/// where they pin pages. That is not memory which a program holds.
+void startWithFrugalAllocator(char** arguments);
 
 /// Connections and listeners, on either side.
 int countInternetSockets();
