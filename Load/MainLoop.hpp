@@ -4,12 +4,11 @@
 #include <chrono>
 #include <functional>
 
-#include "Benchmarks/Timing.hpp"
 #include "Platform/Foundation/DispatchQueue.hpp"
 
 namespace tavrin::load {
 
-using benchmarks::Clock;
+using Clock = std::chrono::steady_clock;
 
 /// Pumps the main queue as a host does, and knows for how long it was kept from its next job at
 /// most. Main thread only.
@@ -32,7 +31,7 @@ class MainLoop {
   void call(const std::function<void()>& action) {
     const auto start = Clock::now();
     action();
-    longest_ = std::max(longest_, benchmarks::millisecondsSince(start));
+    longest_ = std::max(longest_, millisecondsSince(start));
   }
 
   double longestBlockMilliseconds() const { return longest_; }
@@ -43,7 +42,11 @@ class MainLoop {
   void turn() {
     const auto start = Clock::now();
     DispatchQueue::main().runUntil([] { return false; }, std::chrono::milliseconds(1));
-    longest_ = std::max(longest_, benchmarks::millisecondsSince(start) - 1);
+    longest_ = std::max(longest_, millisecondsSince(start) - 1);
+  }
+
+  static double millisecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
   }
 
   double longest_ = 0;
