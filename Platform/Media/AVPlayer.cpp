@@ -13,6 +13,8 @@ std::shared_ptr<AVPlayer> AVPlayer::make(std::shared_ptr<AVPlayerItem> item) {
   return player;
 }
 
+AVPlayer::~AVPlayer() { NotificationCenter::defaultCenter().removeObserver(this); }
+
 void AVPlayer::play() {
   {
     const LockGuard lock(mutex_);

@@ -20,6 +20,8 @@ class AVPlayer final : public MediaEngine::Listener, public std::enable_shared_f
 
   /// A paused player with the item, or with none. It is not muted and waits to minimise stalling.
   static std::shared_ptr<AVPlayer> make(std::shared_ptr<AVPlayerItem> item);
+  /// Removes what is registered for the player with the notification centre.
+  ~AVPlayer() override;
 
   void play();
   /// Keeps the position.
