@@ -57,6 +57,11 @@ TEST_F(CacheClientTest, TheTestValueTouchesNothing) {
   const auto id = await(client.create());
   EXPECT_NE(await(client.create()), id);
   await(client.saveVideosToCache(id, url("a.mp4"), "video/mp4"));
+  const Media media{UUID::random(), url("a.mp4"), {"video/mp4"}, true};
+  await(client.prepareFirstTwoVideos(id, media, media));
+  await(client.onSkipForwardPrepare(id, media, media));
+  await(client.onSkipBackPrepare(id, media, media));
+  await(client.destroy(id));
   EXPECT_EQ(await(live.returnVideoFromArr(id, url("a.mp4"), "video/mp4")), nullptr);
   const auto item = await(client.returnVideoFromArr(id, url("a.mp4"), "video/mp4"));
   EXPECT_NE(std::dynamic_pointer_cast<CachingPlayerItem>(item), nullptr);
