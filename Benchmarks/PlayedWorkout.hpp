@@ -62,6 +62,17 @@ class PlayedWorkout {
     return load ? current->item(*load) : nullptr;
   }
 
+  /// Goes on for a time, with each picture drawn as it comes.
+  void playOn(std::chrono::nanoseconds time) {
+    pumpUntil(
+        [this] {
+          watchPictures();
+          if (std::exchange(*hasNewPicture_, false)) draw();
+          return false;
+        },
+        time);
+  }
+
   /// Steps, and returns the milliseconds until a host has drawn the first picture of the new item.
   std::optional<double> step(std::int64_t index) {
     const auto old = player() ? player()->currentItem() : nullptr;

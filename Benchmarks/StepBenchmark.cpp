@@ -26,7 +26,7 @@ double stepping(PlayedWorkout& workout, std::int64_t count) {
     const auto time = workout.step(i);
     if (!time) return std::nan("");
     if (i >= 2) times.push_back(*time);
-    pumpFor(300ms);
+    workout.playOn(300ms);
   }
   return median(times);
 }
@@ -65,7 +65,7 @@ void rapidSteps(Figures& figures) {
     const auto& current = workout.state().currentMedia();
     if (!time || !current || current->id != workout.state().media()[index].id) ++wrong;
     slowest = std::max(slowest, time.value_or(1e9));
-    pumpFor(100ms - (Clock::now() - start));
+    workout.playOn(100ms - (Clock::now() - start));
   }
   figures.report("play.rapid_steps_wrong", wrong, "of 300", atMost(0));
   figures.report("play.rapid_steps_slowest", slowest, "ms to the picture", atMost(100));
