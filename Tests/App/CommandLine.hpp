@@ -1,21 +1,17 @@
 #pragma once
 
-#include <chrono>
 #include <string>
+
+#include "Tests/Support/Command.hpp"
 
 namespace tavrin::testing {
 
-struct CommandResult {
-  /// Of the command; -1 when a signal ended it.
-  int status = -1;
-  std::string output;  // standard output and standard error
-  std::chrono::duration<double> time{};
-};
-
-/// Runs a shell command to its end, for 100 s at most.
-CommandResult runCommand(const std::string& command);
-
-/// Runs the workout player with a cache of its own.
-CommandResult runPlayer(const std::string& cacheDirectory, const std::string& arguments);
+/// Runs the workout player with a cache of its own, for 100 s at most. `environment` holds further
+/// arguments of env.
+inline CommandResult runPlayer(const std::string& cacheDirectory, const std::string& arguments,
+                               const std::string& environment = "") {
+  return runCommand("timeout 100 env " + environment + " XDG_CACHE_HOME=" + cacheDirectory +
+                    " " TAVRIN_WORKOUT_PLAYER " " + arguments);
+}
 
 }  // namespace tavrin::testing

@@ -4,7 +4,7 @@
 
 #include "App/ByteRange.hpp"
 #include "App/FolderServer.hpp"
-#include "Tests/App/CommandLine.hpp"
+#include "Tests/Support/Command.hpp"
 #include "Tests/Support/TemporaryDirectory.hpp"
 
 namespace tavrin::app {

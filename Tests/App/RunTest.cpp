@@ -163,9 +163,8 @@ TEST_F(RunTest, WrongArgumentsAndFilesAreExplained) {
 }
 
 TEST_F(RunTest, OpensNoWindowWithoutADisplay) {
-  const auto run = runCommand(
-      "env -u DISPLAY -u WAYLAND_DISPLAY -u SDL_VIDEODRIVER XDG_CACHE_HOME=" + path("cache") +
-      " " TAVRIN_WORKOUT_PLAYER " --script 'set 1; wait ready; quit'");
+  const auto run = runPlayer(path("cache"), "--script 'set 1; wait ready; quit'",
+                             "-u DISPLAY -u WAYLAND_DISPLAY -u SDL_VIDEODRIVER");
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.output, HasSubstr("no window: there is no display; playing without one"));
   EXPECT_THAT(run.output, HasSubstr("1 item shown"));

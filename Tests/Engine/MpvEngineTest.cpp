@@ -96,26 +96,22 @@ TEST_F(MpvEngineTest, StallsOnceWhereBytesAreMissingAndPlaysOnWhenTheyCome) {
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(MpvEngineTest, PlaysWhatCameOfABrokenDownloadAndFails) {
-  const auto resource = ScriptedResource::make(clip("long.mp4"));
-  resource->setAvailable(30'000);
-  const auto asset = resource->asset();
-  resource->breakOff(asset);
+TEST_F(MpvEngineTest, PlaysWhatThereIsOfABrokenDownloadAndOfATruncatedFileAndFails) {
+  const auto whole = clip("long.mp4");
+  const auto broken = ScriptedResource::make(whole);
+  broken->setAvailable(30'000);
+  const auto asset = broken->asset();
+  broken->breakOff(asset);
   engine->load(1, asset);
   engine->setPlaying(true);
   ASSERT_TRUE(hears("failed 1"));
   EXPECT_THAT(listener->lastError(), HasSubstr("bytes cannot be read"));
-  EXPECT_THAT(listener->reports(), ElementsAre("ready 1", "failed 1"));
-}
 
-TEST_F(MpvEngineTest, PlaysWhatThereIsOfATruncatedFileAndFails) {
-  const auto whole = clip("long.mp4");
-  const auto resource = ScriptedResource::make(whole.subdata(0, whole.count() / 2));
-  engine->load(1, resource->asset());
-  engine->setPlaying(true);
-  ASSERT_TRUE(hears("failed 1"));
+  const auto truncated = ScriptedResource::make(whole.subdata(0, whole.count() / 2));
+  engine->load(2, truncated->asset());
+  ASSERT_TRUE(hears("failed 2"));
   EXPECT_THAT(listener->lastError(), HasSubstr("before its end"));
-  EXPECT_THAT(listener->reports(), ElementsAre("ready 1", "failed 1"));
+  EXPECT_THAT(listener->reports(), ElementsAre("ready 1", "failed 1", "ready 2", "failed 2"));
 }
 
 TEST_F(MpvEngineTest, GoesOnAfterAFailureWhilePlaying) {

@@ -83,8 +83,11 @@ class SampleClipTest : public PlayerTest, public ::testing::WithParamInterface<S
 
 }  // namespace
 
-TEST_P(SampleClipTest, PlaysFromMemory) {
-  const auto item = CachingPlayerItem::make(sampleClip(GetParam().file), "video/mp4", "clip");
+TEST_P(SampleClipTest, PlaysToItsEndWithoutADeclaredLength) {
+  RangeServer server;
+  const auto path = GetParam().path();
+  server.serve(path, std::string(sampleClip(GetParam().file).text()), "until close");
+  const auto item = CachingPlayerItem::make(server.url(path));
   const auto notifications = Notifications::of(item);
   const auto player = AVPlayer::make(item);
   ASSERT_TRUE(becomesReady(item));
@@ -92,6 +95,7 @@ TEST_P(SampleClipTest, PlaysFromMemory) {
   player->play();
   ASSERT_TRUE(eventually([&] { return notifications->ends == 1; }));
   EXPECT_EQ(notifications->stalls, 0);
+  EXPECT_EQ(server.countRequests(path), 1u);
 }
 
 TEST_P(SampleClipTest, PlaysWhileItDownloadsAndStallsWhereTheServerDoes) {

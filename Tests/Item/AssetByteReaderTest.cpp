@@ -15,6 +15,10 @@ using ::testing::IsEmpty;
 using Request = std::shared_ptr<AVAssetResourceLoadingRequest>;
 constexpr auto window = ByteWindows::windowLength;
 
+std::string describe(std::int64_t offset, std::int64_t length) {
+  return std::to_string(offset) + "+" + std::to_string(length);
+}
+
 // A delegate that writes down what it is asked, in windows, and answers as the test says.
 class LoggingResource final : public AVAssetResourceLoaderDelegate {
  public:
@@ -46,25 +50,19 @@ class LoggingResource final : public AVAssetResourceLoaderDelegate {
   static std::string describe(AVAssetResourceLoadingRequest& request) {
     if (request.contentInformationRequest()) return "information";
     const auto& range = *request.dataRequest();
-    return std::to_string(range.requestedOffset) + "+" + std::to_string(range.requestedLength);
+    return testing::describe(range.requestedOffset, range.requestedLength);
   }
 
   const std::int64_t declaredLength_;
 };
 
-std::string describe(std::int64_t offset, std::int64_t length) {
-  return std::to_string(offset) + "+" + std::to_string(length);
-}
-
-Data bodyPart(std::int64_t offset, std::int64_t length) {
-  std::string bytes(static_cast<std::size_t>(length), '\0');
-  for (std::int64_t i = 0; i < length; ++i) bytes[static_cast<std::size_t>(i)] = byteAt(offset + i);
-  return Data(bytes);
+Data bytesOf(std::int64_t offset, std::int64_t length) {
+  return Data(bodyPart(offset, offset + length));
 }
 
 void answerInFull(const Request& request) {
   auto& range = *request->dataRequest();
-  range.respond(bodyPart(range.requestedOffset, range.requestedLength));
+  range.respond(bytesOf(range.requestedOffset, range.requestedLength));
   request->finishLoading();
 }
 
@@ -124,11 +122,11 @@ TEST_F(AssetByteReaderTest, AsksForTheNextWindowWhileThisOneLasts) {
 TEST_F(AssetByteReaderTest, ReturnsOneByteAsSoonAsItIsThere) {
   open(1000);
   resource->onBytes = [](const Request& request) {
-    request->dataRequest()->respond(bodyPart(0, 1));
+    request->dataRequest()->respond(bytesOf(0, 1));
   };
   runBeside(queue, [&] { EXPECT_EQ(read(1000), 1); });
-  resource->pending.back()->dataRequest()->respond(bodyPart(1, 7));
-  resource->pending.back()->dataRequest()->respond(bodyPart(8, 2));
+  resource->pending.back()->dataRequest()->respond(bytesOf(1, 7));
+  resource->pending.back()->dataRequest()->respond(bytesOf(8, 2));
   EXPECT_EQ(read(1000), 9);
 }
 
@@ -138,8 +136,8 @@ TEST_F(AssetByteReaderTest, CopesWithMoreThanItAskedFor) {
   // In the manner of a loader that has much more: the whole length again after a part of it.
   resource->onBytes = [](const Request& request) {
     auto& range = *request->dataRequest();
-    range.respond(bodyPart(range.requestedOffset, range.requestedLength / 2));
-    range.respond(bodyPart(range.currentOffset(), range.requestedLength));
+    range.respond(bytesOf(range.requestedOffset, range.requestedLength / 2));
+    range.respond(bytesOf(range.currentOffset(), range.requestedLength));
     request->finishLoading();
   };
   runBeside(queue, [&] { EXPECT_TRUE(readToEnd(*reader) == makeBody(length)); });
@@ -151,7 +149,7 @@ TEST_F(AssetByteReaderTest, WithdrawsWhatASeekLeavesBehindAndAsksAnew) {
   Request early;
   resource->onBytes = [&](const Request& request) {
     if (request->dataRequest()->requestedOffset == 0) early = request;
-    request->dataRequest()->respond(bodyPart(request->dataRequest()->requestedOffset, 50));
+    request->dataRequest()->respond(bytesOf(request->dataRequest()->requestedOffset, 50));
   };
   runBeside(queue, [&] {
     EXPECT_EQ(read(10), 10);
@@ -164,9 +162,9 @@ TEST_F(AssetByteReaderTest, WithdrawsWhatASeekLeavesBehindAndAsksAnew) {
   EXPECT_THAT(resource->log,
               ElementsAre("information", describe(0, window), describe(window, window),
                           "cancel " + describe(0, window), "cancel " + describe(window, window)));
-  early->dataRequest()->respond(bodyPart(50, 10));  // too late to matter
+  early->dataRequest()->respond(bytesOf(50, 10));  // too late to matter
   resource->log.clear();
-  runBeside(queue, [&] { EXPECT_EQ(readBytes(*reader, 50), bodyPart(far, 50).text()); });
+  runBeside(queue, [&] { EXPECT_EQ(readBytes(*reader, 50), bytesOf(far, 50).text()); });
   queue.poll();
   EXPECT_THAT(resource->log, ElementsAre(describe(far, window), describe(far + window, window)));
 }
@@ -184,14 +182,14 @@ TEST_F(AssetByteReaderTest, WakesAtOnceWhenItIsCancelledAndNeverDeliversWhatWait
 TEST_F(AssetByteReaderTest, WithdrawsItsRequestsWhenItIsReleased) {
   open(1000);
   resource->onBytes = [](const Request& request) {
-    request->dataRequest()->respond(bodyPart(0, 1));
+    request->dataRequest()->respond(bytesOf(0, 1));
   };
   runBeside(queue, [&] { EXPECT_EQ(read(), 1); });
   reader.reset();
   queue.poll();
   EXPECT_THAT(resource->log,
               ElementsAre("information", "0+1000", "cancel 0+1000", "cancel information"));
-  resource->pending.back()->dataRequest()->respond(bodyPart(1, 999));
+  resource->pending.back()->dataRequest()->respond(bytesOf(1, 999));
   resource->pending.back()->finishLoading();
 }
 
@@ -219,7 +217,7 @@ TEST_F(AssetByteReaderTest, LearnsTheEndThatNobodyDeclared) {
   open(-1);
   resource->onBytes = [](const Request& request) {
     auto& range = *request->dataRequest();
-    if (range.requestedOffset == 0) range.respond(bodyPart(0, 100));
+    if (range.requestedOffset == 0) range.respond(bytesOf(0, 100));
   };
   runBeside(queue, [&] {
     EXPECT_EQ(reader->size(), std::nullopt);
@@ -242,7 +240,7 @@ TEST_F(AssetByteReaderTest, LearnsTheEndThatNobodyDeclared) {
 TEST_F(AssetByteReaderTest, ReadsWhatCameBeforeAFailureAndThenFails) {
   open(1000);
   resource->onBytes = [](const Request& request) {
-    request->dataRequest()->respond(bodyPart(0, 100));
+    request->dataRequest()->respond(bytesOf(0, 100));
   };
   runBeside(queue, [&] { EXPECT_EQ(read(60), 60); });
   auto behind = std::async(std::launch::async, [this] { return readBytes(*reader, 1000).size(); });
@@ -252,16 +250,6 @@ TEST_F(AssetByteReaderTest, ReadsWhatCameBeforeAFailureAndThenFails) {
   EXPECT_EQ(read(), -1);
   EXPECT_TRUE(reader->seek(1000));
   EXPECT_EQ(read(), 0) << "the declared end is an end whatever happened";
-}
-
-TEST_F(AssetByteReaderTest, HasNoSizeWhenTheResourceFailsBeforeItIsTold) {
-  open(1000);
-  resource->answersInformation = false;
-  auto size = std::async(std::launch::async, [this] { return reader->size(); });
-  asset->resourceLoader()->setEnd({0, Error{"not found"}});
-  EXPECT_EQ(size.get(), std::nullopt);
-  EXPECT_EQ(read(), -1);
-  EXPECT_TRUE(reader->hasFailed());
 }
 
 TEST(AssetByteReaderOfItem, FailsWhenTheItemIsReleasedUnderAWaitingRead) {

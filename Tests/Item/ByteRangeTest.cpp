@@ -1,108 +1,132 @@
-// What plays a video reads it by byte ranges: from a download, from memory, and from a plain file,
-// which says that the contract itself holds water.
-#include <fcntl.h>
-#include <unistd.h>
+// What plays a video reads it by byte ranges, from a download or from memory.
+#include <random>
 
-#include <cstdlib>
-
-#include "Tests/Contracts/ByteRangeContract.hpp"
+#include "Platform/Media/ByteWindows.hpp"
 #include "Tests/Item/ItemSupport.hpp"
 #include "Tests/Support/RangeServer.hpp"
 
 namespace tavrin::testing {
 namespace {
 
-class FileReader final : public AssetByteReader {
- public:
-  FileReader(int file, std::int64_t length) : file_(file), length_(length) {}
+constexpr auto window = ByteWindows::windowLength;
+// Neither a multiple of a window nor of anything that is read at a time.
+constexpr std::int64_t length = 2 * window + 4321;
 
-  std::optional<std::int64_t> size() override {
-    return isCancelled_ ? std::nullopt : std::optional(length_);
-  }
-  bool seek(std::int64_t offset) override {
-    if (isCancelled_ || offset < 0 || offset > length_) return false;
-    position_ = offset;
-    return true;
-  }
-  std::int64_t read(std::span<std::byte> buffer) override {
-    if (isCancelled_) return -1;
-    const auto count = ::pread(file_, buffer.data(), buffer.size(), position_);
-    position_ += count;
-    return count;
-  }
-  void cancel() override { isCancelled_ = true; }
-  bool hasFailed() const override { return false; }
-
- private:
-  const int file_;  // not owned
-  const std::int64_t length_;
-  std::int64_t position_ = 0;
-  std::atomic<bool> isCancelled_ = false;
-};
-
-class File final : public ByteRangeSource {
- public:
-  explicit File(const std::string& body) : length_(static_cast<std::int64_t>(body.size())) {
-    std::string name = ::testing::TempDir() + "tavrin-XXXXXX";
-    file_ = ::mkstemp(name.data());
-    ::unlink(name.c_str());
-    EXPECT_EQ(::write(file_, body.data(), body.size()), static_cast<ssize_t>(body.size()));
-  }
-  ~File() override { ::close(file_); }
-  std::shared_ptr<AssetByteReader> makeReader() override {
-    return std::make_shared<FileReader>(file_, length_);
-  }
-
- private:
-  const std::int64_t length_;
-  int file_ = -1;
-};
-
-class InMemory final : public ByteRangeSource {
- public:
-  explicit InMemory(const std::string& body)
-      : item_(CachingPlayerItem::make(Data(body), "video/mp4", "clip.mp4")) {}
-  std::shared_ptr<AssetByteReader> makeReader() override {
-    return AssetByteReader::make(item_->asset());
-  }
-
- private:
-  const std::shared_ptr<CachingPlayerItem> item_;
-};
-
-// The first request starts the download.
-class Downloading final : public ByteRangeSource {
- public:
-  Downloading(const std::string& body, std::string_view behaviour) {
-    server_.serve("/clip.mp4", body, behaviour);
-    item_ = CachingPlayerItem::make(server_.url("/clip.mp4"));
-  }
-  ~Downloading() override { EXPECT_LE(server_.requests().size(), 1u); }
-  std::shared_ptr<AssetByteReader> makeReader() override {
-    return AssetByteReader::make(item_->asset());
-  }
-
- private:
-  RangeServer server_;
-  std::shared_ptr<CachingPlayerItem> item_;
-};
-
-ByteRangeCase downloading(std::string name, const std::string& behaviour, bool declaresLength) {
-  return {std::move(name),
-          [behaviour](const auto& body) { return std::make_unique<Downloading>(body, behaviour); },
-          declaresLength};
+std::int64_t readOne(AssetByteReader& reader) {
+  std::byte one{};
+  return reader.read({&one, 1});
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , ByteRangeContract,
-    ::testing::Values(
-        ByteRangeCase{"File", [](const auto& body) { return std::make_unique<File>(body); }},
-        ByteRangeCase{"InMemory",
-                      [](const auto& body) { return std::make_unique<InMemory>(body); }},
-        downloading("Downloading", "plain", true),
-        downloading("DownloadingInChunks", "chunked", false),
-        downloading("DownloadingUntilTheConnectionCloses", "until close", false)),
-    [](const auto& each) { return each.param.name; });
+constexpr const char* inMemory = "in memory";
+
+// Readers are used beside the main queue. The parameter is how the server behaves, or `inMemory`.
+class ByteRangeTest : public ::testing::TestWithParam<const char*> {
+ protected:
+  ByteRangeTest() {
+    const bool isDownload = GetParam() != inMemory;
+    if (isDownload) server.serve("/clip.mp4", body, GetParam());
+    item = isDownload ? CachingPlayerItem::make(server.url("/clip.mp4"))
+                      : CachingPlayerItem::make(Data(body), "video/mp4", "clip.mp4");
+  }
+  ~ByteRangeTest() override { EXPECT_LE(server.requests().size(), 1u); }
+
+  // A new reader at offset 0. Its first request starts the download.
+  std::shared_ptr<AssetByteReader> makeReader() const {
+    return AssetByteReader::make(item->asset());
+  }
+  static bool declaresLength() {
+    return GetParam() == inMemory || GetParam() == std::string_view("plain");
+  }
+
+  const std::string body = makeBody(length);
+  RangeServer server;
+  std::shared_ptr<CachingPlayerItem> item;
+};
+
+TEST_P(ByteRangeTest, ReadsFromTheStartToTheEndAndStaysThere) {
+  const auto reader = makeReader();
+  runBesideMainQueue([&] {
+    EXPECT_TRUE(readToEnd(*reader, 100'003) == body);
+    EXPECT_EQ(readOne(*reader), 0);
+    EXPECT_EQ(reader->read({}), 0);
+    EXPECT_EQ(reader->size(), length) << "known at the end, declared or not";
+    EXPECT_FALSE(reader->hasFailed());
+  });
+}
+
+TEST_P(ByteRangeTest, ReadsAnyRangeInAnyOrder) {
+  const auto reader = makeReader();
+  std::mt19937_64 random(7);
+  runBesideMainQueue([&] {
+    for (int i = 0; i < 150; ++i) {
+      // Far jumps, and short ones around where the reader is or where a window ends.
+      const auto near = i % 3 == 0 ? window : length / 2;
+      const auto offset = i % 2 == 0 ? static_cast<std::int64_t>(random() % length)
+                                     : near - 300 + static_cast<std::int64_t>(random() % 600);
+      const auto count = static_cast<std::size_t>(1 + random() % 70'000);
+      ASSERT_TRUE(reader->seek(offset));
+      ASSERT_TRUE(readBytes(*reader, count) == body.substr(static_cast<std::size_t>(offset), count))
+          << offset << " + " << count;
+    }
+  });
+}
+
+// The way of a container whose index comes last.
+TEST_P(ByteRangeTest, TellsTheLengthFirstAndReadsTheTailBeforeTheStart) {
+  const auto reader = makeReader();
+  runBesideMainQueue([&] {
+    const auto size = reader->size();
+    EXPECT_TRUE(size == length || (!size && !declaresLength()));
+    ASSERT_TRUE(reader->seek(length - 100));
+    EXPECT_EQ(readToEnd(*reader), body.substr(body.size() - 100));
+    ASSERT_TRUE(reader->seek(0));
+    EXPECT_TRUE(readToEnd(*reader) == body);
+  });
+}
+
+TEST_P(ByteRangeTest, EndsAtItsEndAndGoesNoFurther) {
+  const auto reader = makeReader();
+  runBesideMainQueue([&] {
+    EXPECT_FALSE(reader->seek(-1));
+    ASSERT_TRUE(reader->seek(length));
+    EXPECT_EQ(readOne(*reader), 0);
+    EXPECT_FALSE(reader->seek(length + 1));
+    EXPECT_EQ(readOne(*reader), 0) << "the position is unchanged";
+    ASSERT_TRUE(reader->seek(length - 1));
+    EXPECT_EQ(readOne(*reader), 1);
+    EXPECT_EQ(readOne(*reader), 0);
+  });
+}
+
+TEST_P(ByteRangeTest, ServesManyReadersAtOnce) {
+  runBesideMainQueue([&] {
+    std::vector<std::thread> threads;
+    for (std::int64_t start = 0; start < 3; ++start) {
+      threads.emplace_back([&, start] {
+        const auto reader = makeReader();
+        EXPECT_TRUE(reader->seek(start * window));
+        EXPECT_TRUE(readToEnd(*reader) == body.substr(static_cast<std::size_t>(start * window)));
+      });
+    }
+    for (auto& thread : threads) thread.join();
+  });
+}
+
+TEST_P(ByteRangeTest, FailsAfterACancel) {
+  const auto reader = makeReader();
+  runBesideMainQueue([&] {
+    EXPECT_EQ(readOne(*reader), 1);
+    reader->cancel();
+    reader->cancel();
+    EXPECT_EQ(readOne(*reader), -1);
+    EXPECT_EQ(reader->size(), std::nullopt);
+    EXPECT_FALSE(reader->seek(0));
+    EXPECT_FALSE(reader->hasFailed());
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(, ByteRangeTest,
+                         ::testing::Values(inMemory, "plain", "chunked", "until close"), testName);
 
 }  // namespace
 }  // namespace tavrin::testing

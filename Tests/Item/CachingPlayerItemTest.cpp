@@ -71,26 +71,6 @@ TEST(CachingPlayerItem, TellsItsDelegateOfEveryChangeOfStatusAndOfItsOwnStalls) 
   EXPECT_THAT(delegate->events(), ElementsAre("stalled", "ready"));
 }
 
-TEST(CachingPlayerItem, NeedsNoDelegateAndNoOperationOfIt) {
-  class Silent final : public CachingPlayerItemDelegate {};
-  ScriptedDownload download;
-  auto silent = std::make_shared<Silent>();
-  download.item->setDelegate(silent);
-  const auto causeEverything = [&] {
-    NotificationCenter::defaultCenter().post(AVPlayerItemPlaybackStalled, download.item);
-    download.item->observeValue("status");
-    download.respond(1);
-    download.receive("x");
-    download.complete();
-    download.complete(Error{"odd"});
-  };
-  causeEverything();
-  silent.reset();  // held weakly
-  EXPECT_FALSE(download.item->delegate());
-  causeEverything();
-  EXPECT_EQ(download.loader->mediaData(), Data(std::string_view("x")));
-}
-
 TEST(CachingPlayerItem, EndsItsDownloadWithItselfAndTellsNobody) {
   ScriptedDownload download;
   const auto delegate = std::make_shared<RecordingItemDelegate>();

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
 #include "Tests/Item/ItemSupport.hpp"
@@ -52,24 +51,6 @@ TEST_F(ItemDownload, IsOnePlainGetHoweverManyAskForIt) {
   EXPECT_EQ(requests[0].header("Accept-Encoding"), "identity");
 }
 
-TEST_F(ItemDownload, StartsWithTheFirstRequestOfAnEngine) {
-  const auto item = serve(makeBody(length), "chunked");
-  EXPECT_EQ(server.countRequests("/clip.mp4"), 0u);
-  const auto reader = AssetByteReader::make(item->asset());
-  runBesideMainQueue([&] { EXPECT_TRUE(readToEnd(*reader) == makeBody(length)); });
-  ASSERT_TRUE(waitForEnd());
-  EXPECT_THAT(delegate->events(), ElementsAre("finished 300001"));
-  EXPECT_EQ(loaderOf(*item)->response()->expectedContentLength, -1);
-}
-
-TEST_F(ItemDownload, FollowsARedirectAndKeepsItsOwnAddress) {
-  const auto item = serve(makeBody(length), "redirect");
-  item->download();
-  ASSERT_TRUE(waitForEnd());
-  EXPECT_THAT(delegate->events(), ElementsAre("finished 300001"));
-  EXPECT_EQ(item->url(), server.url("/clip.mp4"));
-}
-
 // A reader stands for the engine: it must come to an end as well, and say that it failed.
 class ItemDownloadFault : public ItemDownload, public ::testing::WithParamInterface<const char*> {};
 
@@ -98,95 +79,7 @@ INSTANTIATE_TEST_SUITE_P(, ItemDownloadFault,
                                            "server error", "redirect loop", "redirect to file",
                                            "gzip", "unasked part", "no content", "hostile length",
                                            "negative length"),
-                         [](const auto& each) {
-                           std::string name = each.param;
-                           std::ranges::replace_if(
-                               name, [](char c) { return !std::isalnum(c); }, '_');
-                           return name;
-                         });
-
-TEST_F(ItemDownload, FailsWithoutASingleByteAndReadsAsNothing) {
-  const auto item = serve("", "empty");
-  const auto reader = AssetByteReader::make(item->asset());
-  runBesideMainQueue([&] { EXPECT_EQ(readToEnd(*reader).value_or(""), ""); });
-  ASSERT_TRUE(waitForEnd());
-  EXPECT_THAT(delegate->events(), ElementsAre(HasSubstr("failed: ")));
-}
-
-std::string readFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::uint32_t bigEndian(std::string_view bytes) {
-  std::uint32_t value = 0;
-  for (const char c : bytes.substr(0, 4)) value = value << 8 | static_cast<unsigned char>(c);
-  return value;
-}
-
-// The boxes of an MP4 file by name, found as a demuxer finds them: a header, a seek past the
-// content, until there is no next header.
-std::vector<std::string> walkBoxes(AssetByteReader& reader) {
-  std::vector<std::string> names;
-  std::int64_t offset = 0;
-  while (reader.seek(offset)) {
-    const auto header = readBytes(reader, 8);
-    if (header.size() < 8) break;
-    names.push_back(header.substr(4));
-    offset += bigEndian(header);
-  }
-  return names;
-}
-
-// The clip with its index moved behind its pictures.
-std::string withIndexLast(std::string_view clip) {
-  std::string front;
-  std::string index;
-  for (std::size_t at = 0; at < clip.size();) {
-    const auto size = bigEndian(clip.substr(at));
-    (clip.substr(at + 4, 4) == "moov" ? index : front) += clip.substr(at, size);
-    at += size;
-  }
-  return front + index;
-}
-
-TEST_F(ItemDownload, ReadsAContainerOfUnknownLengthToItsVeryEnd) {
-  const auto clip = readFile(TAVRIN_SAMPLE_WORKOUT "/squats.mp4");
-  const auto moved = withIndexLast(clip);
-  ASSERT_EQ(moved.size(), clip.size());
-  const auto inMemory = CachingPlayerItem::make(Data(moved), "video/mp4", "clip.mp4");
-  const auto item = serve(moved, "until close");
-  std::vector<std::string> expected;
-  runBesideMainQueue([&] {
-    const auto whole = AssetByteReader::make(inMemory->asset());
-    expected = walkBoxes(*whole);
-    EXPECT_EQ(expected.back(), "moov");
-    const auto reader = AssetByteReader::make(item->asset());
-    EXPECT_EQ(walkBoxes(*reader), expected);
-    EXPECT_FALSE(reader->hasFailed());
-    EXPECT_TRUE(reader->seek(0));
-    EXPECT_TRUE(readToEnd(*reader) == moved);
-    EXPECT_EQ(reader->size(), static_cast<std::int64_t>(moved.size()));
-  });
-}
-
-// The tail has to wait for the rest; the start is there at once.
-TEST_F(ItemDownload, ServesTheStartWhileTheTailIsStillToCome) {
-  const auto body = makeBody(length);
-  const auto item = serve(body, "stall");
-  const auto tail = AssetByteReader::make(item->asset());
-  const auto start = AssetByteReader::make(item->asset());
-  runBesideMainQueue([&] {
-    EXPECT_TRUE(tail->seek(length - 10));
-    std::thread waiting([&] { EXPECT_EQ(readToEnd(*tail), body.substr(body.size() - 10)); });
-    EXPECT_TRUE(server.waitForPauses("/clip.mp4", 1));
-    EXPECT_EQ(readBytes(*start, 1000), body.substr(0, 1000));
-    EXPECT_TRUE(start->seek(0));
-    EXPECT_EQ(readBytes(*start, 1000), body.substr(0, 1000));
-    server.releaseAll();
-    waiting.join();
-  });
-}
+                         testName);
 
 std::size_t countEntries(const std::string& folder) {
   return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));

@@ -4,12 +4,6 @@
 
 namespace tavrin::testing {
 
-std::string makeBody(std::int64_t length) {
-  std::string body(static_cast<std::size_t>(length), '\0');
-  for (std::int64_t i = 0; i < length; ++i) body[static_cast<std::size_t>(i)] = byteAt(i);
-  return body;
-}
-
 std::shared_ptr<Loader> loaderOf(const CachingPlayerItem& item) {
   const auto delegate = item.asset()->resourceLoader()->delegate();
   return dynamic_cast<Loader&>(*delegate).shared_from_this();
@@ -68,10 +62,6 @@ void ScriptedDownload::respond(std::int64_t expectedLength, std::optional<std::s
 
 void ScriptedDownload::receive(std::string_view bytes) {
   loader->urlSession(*session, task_, Data(bytes));
-}
-
-void ScriptedDownload::receiveBody(std::int64_t from, std::int64_t to) {
-  receive(makeBody(to).substr(static_cast<std::size_t>(from)));
 }
 
 void ScriptedDownload::complete(std::optional<Error> error) {

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -11,7 +13,6 @@
 #include <string>
 #include <string_view>
 #include <thread>
-#include <type_traits>
 #include <vector>
 
 #include "Platform/Foundation/DispatchQueue.hpp"
@@ -19,6 +20,7 @@
 #include "Platform/Media/AssetByteReader.hpp"
 #include "Tavrin/CachingPlayerItem.hpp"
 #include "Tavrin/CachingPlayerItemResourceLoader.hpp"
+#include "Tests/Support/Bytes.hpp"
 
 namespace tavrin::testing {
 
@@ -26,11 +28,12 @@ using Loader = CachingPlayerItem::ResourceLoaderDelegate;
 
 inline URL makeURL(std::string_view text) { return URL::parse(text).value(); }
 
-/// The byte at an offset of every made-up body: no two windows of a body look alike.
-inline char byteAt(std::int64_t offset) {
-  return static_cast<char>((offset * 31 + (offset >> 8) * 7 + (offset >> 16)) & 0xFF);
+/// The name of a test whose parameter is a text.
+inline std::string testName(const ::testing::TestParamInfo<const char*>& each) {
+  std::string name = each.param;
+  std::ranges::replace_if(name, [](char c) { return !std::isalnum(c); }, '_');
+  return name;
 }
-std::string makeBody(std::int64_t length);
 
 /// The item's resource loader, found the way an engine finds it. It does not keep the item.
 std::shared_ptr<Loader> loaderOf(const CachingPlayerItem& item);
@@ -66,8 +69,7 @@ class ScriptedDownload {
   void respond(std::int64_t expectedLength,
                std::optional<std::string> mimeType = std::string("video/mp4"));
   void receive(std::string_view bytes);
-  /// The body's bytes from one offset to another.
-  void receiveBody(std::int64_t from, std::int64_t to);
+  void receiveBody(std::int64_t from, std::int64_t to) { receive(bodyPart(from, to)); }
   void complete(std::optional<Error> error = std::nullopt);
 
   std::shared_ptr<CachingPlayerItem> item;

@@ -58,12 +58,8 @@ void RecordingDelegate::note(const std::string& wrong) {
   misconduct_ += wrong + "; ";
 }
 
-bool RecordingDelegate::waitForEnds(std::size_t count) const {
-  return waitUntil([&]() TAVRIN_REQUIRES(mutex_) { return ends_.size() >= count; });
-}
-
-bool RecordingDelegate::waitForBytes(std::size_t count) const {
-  return waitUntil([&]() TAVRIN_REQUIRES(mutex_) { return body_.size() >= count; });
+bool RecordingDelegate::waitForEnds() const {
+  return waitUntil([&]() TAVRIN_REQUIRES(mutex_) { return !ends_.empty(); });
 }
 
 bool RecordingDelegate::waitForCalls(std::size_t count) const {

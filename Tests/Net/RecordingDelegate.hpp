@@ -31,8 +31,7 @@ class RecordingDelegate : public URLSessionDataDelegate {
                   const std::optional<Error>& error) override;
 
   /// Waiting operations return false when 30 seconds pass without the condition.
-  bool waitForEnds(std::size_t count = 1) const;
-  bool waitForBytes(std::size_t count) const;
+  bool waitForEnds() const;
   bool waitForCalls(std::size_t count) const;
 
   std::string body() const;

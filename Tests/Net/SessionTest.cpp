@@ -19,7 +19,6 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
 using Disposition = URLSessionDataDelegate::ResponseDisposition;
 
 std::shared_ptr<URLSession> start(const URL& url,
@@ -29,11 +28,9 @@ std::shared_ptr<URLSession> start(const URL& url,
   return session;
 }
 
-std::size_t countEntries(const std::string& folder) {
-  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+long countThreads() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
 }
-std::size_t countThreads() { return countEntries("/proc/self/task"); }
-std::size_t countDescriptors() { return countEntries("/proc/self/fd"); }
 
 // Tells when it goes, and how many calls it had had: none can follow.
 class MortalDelegate : public RecordingDelegate {
@@ -79,39 +76,6 @@ TEST(Session, TwoHundredDownloadsShareOneTransferThread) {
   for (const auto& session : sessions) session->invalidateAndCancel();
 }
 
-TEST(Session, TasksOfOneSessionAreHeardOneAtATime) {
-  RangeServer server;
-  server.serve("/v.mp4", std::string(1'000'000, 'v'));
-  const auto delegate = std::make_shared<RecordingDelegate>();
-  const auto session = URLSession::make({}, delegate);
-  for (int i = 0; i < 5; ++i) session->dataTask(server.url("/v.mp4"))->resume();
-  ASSERT_TRUE(delegate->waitForEnds(5));
-  EXPECT_EQ(delegate->body().size(), 5'000'000u);
-  EXPECT_THAT(delegate->misconduct(), Not(HasSubstr("overlap")));
-  EXPECT_THAT(delegate->misconduct(), Not(HasSubstr("main queue")));
-  session->invalidateAndCancel();
-}
-
-TEST(Session, SecondResumeStartsNothing) {
-  RangeServer server;
-  server.serve("/v.mp4", "body");
-  const auto delegate = std::make_shared<RecordingDelegate>();
-  const auto session = URLSession::make({}, delegate);
-  const auto task = session->dataTask(server.url("/v.mp4"));
-  task->resume();
-  task->resume();
-  ASSERT_TRUE(delegate->waitForEnds());
-  task->resume();
-  // A later transfer is driven only after anything that the resumes had queued.
-  const auto later = std::make_shared<RecordingDelegate>();
-  const auto other = start(server.url("/v.mp4"), later);
-  ASSERT_TRUE(later->waitForEnds());
-  EXPECT_EQ(server.requests().size(), 2u);
-  EXPECT_EQ(delegate->countEnds(), 1u);
-  session->invalidateAndCancel();
-  other->invalidateAndCancel();
-}
-
 TEST(Session, RunningTransferNeedsNoHandleAndKeepsItsDelegate) {
   RangeServer server;
   server.serve("/v.mp4", std::string(1000, 'v'), "stall");
@@ -122,17 +86,6 @@ TEST(Session, RunningTransferNeedsNoHandleAndKeepsItsDelegate) {
   server.releaseAll();
   ASSERT_TRUE(delegate->waitForEnds());
   EXPECT_EQ(delegate->body().size(), 1000u);
-}
-
-TEST(Session, DelegateIsKeptUntilTheSessionIsInvalidated) {
-  auto delegate = std::make_shared<RecordingDelegate>();
-  const std::weak_ptr<RecordingDelegate> kept = delegate;
-  const auto session = URLSession::make({}, std::move(delegate));
-  EXPECT_FALSE(kept.expired());
-  session->invalidateAndCancel();
-  EXPECT_TRUE(kept.expired());
-  session->invalidateAndCancel();
-  session->dataTask(*URL::parse("http://127.0.0.1:1/"))->resume();
 }
 
 TEST(Session, CancelDispositionEndsTheTask) {
@@ -146,6 +99,8 @@ TEST(Session, CancelDispositionEndsTheTask) {
   EXPECT_THAT(delegate->body(), IsEmpty());
   EXPECT_TRUE(server.waitForConnections(0));
   session->invalidateAndCancel();
+  session->invalidateAndCancel();
+  session->dataTask(server.url("/v.mp4"))->resume();
 }
 
 TEST(Session, InvalidatingInsideACallMakesItTheLast) {
@@ -246,35 +201,6 @@ TEST(Session, CancellingTwoHundredWaitsForNoDelegate) {
   for (auto& count : calls) EXPECT_LE(count.get(), 1u);
 }
 
-TEST(Session, ThousandSessionsEndedMidDownloadLeaveNothing) {
-  constexpr std::size_t rounds = 10;
-  constexpr std::size_t perRound = 100;
-  RangeServer server;
-  server.serve("/v.mp4", std::string(100'000, 'v'), "stall");
-  std::size_t threads = 0;
-  std::size_t descriptors = 0;
-  for (std::size_t round = 1; round <= rounds; ++round) {
-    std::vector<std::future<std::size_t>> gone;
-    std::vector<std::shared_ptr<URLSession>> sessions;
-    for (std::size_t i = 0; i < perRound; ++i) {
-      auto delegate = std::make_shared<MortalDelegate>();
-      gone.push_back(delegate->calls());
-      sessions.push_back(start(server.url("/v.mp4"), std::move(delegate)));
-    }
-    ASSERT_TRUE(server.waitForPauses("/v.mp4", round * perRound));
-    for (const auto& session : sessions) session->invalidateAndCancel();
-    sessions.clear();
-    for (auto& delegate : gone) delegate.get();
-    ASSERT_TRUE(server.waitForConnections(0));
-    if (round > 1) continue;
-    threads = countThreads();
-    descriptors = countDescriptors();
-  }
-  EXPECT_EQ(countThreads(), threads);
-  // Fewer when idle connections of other tests have gone meanwhile.
-  EXPECT_LE(countDescriptors(), descriptors);
-}
-
 TEST(SessionDeathTest, ProcessMayExitMidDownload) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
@@ -285,7 +211,7 @@ TEST(SessionDeathTest, ProcessMayExitMidDownload) {
         for (int i = 0; i < 20; ++i) {
           const auto delegate = std::make_shared<RecordingDelegate>();
           auto session = start(server.url("/v.mp4"), delegate);
-          delegate->waitForBytes(1);
+          delegate->waitForCalls(2);  // the response and bytes
           if (i % 2 == 0) kept.push_back(std::move(session));
         }
         std::exit(0);

@@ -1,23 +1,32 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Platform/Foundation/FileManager.hpp"
-#include "Tests/Support/ChildProcess.hpp"
 #include "Tests/Support/TemporaryDirectory.hpp"
 
 namespace tavrin {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::inChild;
+
+// Runs `body` in a forked child, for what changes a process, and returns what it returned.
+bool inChild(const std::function<bool()>& body) {
+  const auto child = fork();
+  if (child == 0) _exit(body() ? 0 : 1);
+  int status = 0;
+  return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
 
 class FileManagerTest : public ::testing::Test {
  protected:

@@ -4,7 +4,6 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/KeyValueObservation.hpp"
 #include "Platform/Foundation/NotificationCenter.hpp"
 
 namespace tavrin {
@@ -79,25 +78,6 @@ TEST_F(NotificationTest, SurvivesObserversGoingAwayOnOtherThreads) {
   for (int i = 0; i < 500; ++i) center.post("end", one);
   others.join();
   EXPECT_EQ(listener->heard, 500);
-}
-
-TEST(KeyValueObservation, TellsChangesOfTheNamedPropertyToThoseStillThere) {
-  struct Observer final : KeyValueObserver {
-    void observeValue(std::string_view keyPath) override { heard.emplace_back(keyPath); }
-    std::vector<std::string> heard;
-  };
-  KeyValueObservers observers;
-  const auto staying = std::make_shared<Observer>();
-  auto leaving = std::make_shared<Observer>();
-  observers.add(staying, "status");
-  observers.add(leaving, "status");
-  leaving.reset();
-  observers.tell("status");
-  observers.tell("other");
-  EXPECT_EQ(staying->heard, std::vector<std::string>{"status"});
-  observers.remove(staying.get(), "status");
-  observers.tell("status");
-  EXPECT_EQ(staying->heard.size(), 1U);
 }
 
 }  // namespace

@@ -92,16 +92,5 @@ TEST(DispatchQueue, RunEndsAtStopAndKeepsWhatIsLeft) {
   EXPECT_EQ(ran, 2);
 }
 
-TEST(DispatchQueue, RunUntilReturnsWithTheConditionOrTheTime) {
-  DispatchQueue queue;
-  int count = 0;
-  std::thread poster([&] {
-    for (int i = 0; i < 1000; ++i) queue.async([&] { ++count; });
-  });
-  EXPECT_TRUE(queue.runUntil([&] { return count == 1000; }, seconds(30)));
-  poster.join();
-  EXPECT_FALSE(queue.runUntil([] { return false; }, std::chrono::milliseconds(1)));
-}
-
 }  // namespace
 }  // namespace tavrin

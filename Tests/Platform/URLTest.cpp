@@ -51,15 +51,5 @@ TEST(URL, TheLastPathComponentIsDecodedWithoutQueryAndFragment) {
   EXPECT_EQ(last("http://h/a%00b"), std::string("a\0b", 3));
 }
 
-TEST(URL, EveryNameSurvivesBeingAppendedAndReadBack) {
-  const auto folder = URL::file("/tmp/b c#d");
-  EXPECT_EQ(folder.path(), "/tmp/b c#d");
-  for (int byte = 1; byte < 256; ++byte) {
-    if (byte == '/') continue;
-    const std::string name = {'x', static_cast<char>(byte), 'y'};
-    EXPECT_EQ(folder.appendingPathComponent(name).lastPathComponent(), name) << byte;
-  }
-}
-
 }  // namespace
 }  // namespace tavrin

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "Tests/Resources/Command.hpp"
+#include "Tests/Support/Command.hpp"
 #include "Tests/Support/TemporaryDirectory.hpp"
 
 // Runs a program that uses the resources, at every place where they must be found. A build whose

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "Tests/Resources/Command.hpp"
+#include "Tests/Support/Command.hpp"
 #include "Tests/Support/TemporaryDirectory.hpp"
 
 namespace tavrin {

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <condition_variable>
-#include <memory>
-#include <mutex>
-#include <optional>
+#include <future>
+#include <type_traits>
 #include <utility>
 
 #include "Architecture/Task.hpp"
@@ -12,33 +10,15 @@ namespace tavrin::testing {
 
 namespace detail {
 
-class Signal {
- public:
-  void set() {
-    const std::lock_guard lock(mutex_);
-    isSet_ = true;
-    changed_.notify_all();
-  }
-  void wait() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return isSet_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool isSet_ = false;
-};
-
 template <class T>
-Task<void> store(Task<T> task, std::optional<T>& result, std::shared_ptr<Signal> done) {
-  result.emplace(co_await task);
-  done->set();
-}
-
-inline Task<void> signal(Task<void> task, std::shared_ptr<Signal> done) {
-  co_await task;
-  done->set();
+Task<void> fulfil(Task<T> task, std::promise<T> promise) {
+  if constexpr (std::is_void_v<T>) {
+    co_await task;
+    promise.set_value();
+  } else {
+    T value = co_await task;
+    promise.set_value(std::move(value));
+  }
 }
 
 }  // namespace detail
@@ -47,17 +27,10 @@ inline Task<void> signal(Task<void> task, std::shared_ptr<Signal> done) {
 /// queue.
 template <class T>
 T await(Task<T> task) {
-  std::optional<T> result;
-  const auto done = std::make_shared<detail::Signal>();
-  startDetached(Executor::shared(), detail::store(std::move(task), result, done));
-  done->wait();
-  return *std::move(result);
-}
-
-inline void await(Task<void> task) {
-  const auto done = std::make_shared<detail::Signal>();
-  startDetached(Executor::shared(), detail::signal(std::move(task), done));
-  done->wait();
+  std::promise<T> promise;
+  auto result = promise.get_future();
+  startDetached(Executor::shared(), detail::fulfil(std::move(task), std::move(promise)));
+  return result.get();
 }
 
 }  // namespace tavrin::testing

@@ -42,10 +42,4 @@ bool CacheFixture::waitUntil(const std::function<bool()>& condition) {
   return true;
 }
 
-std::string patternBytes(std::size_t count) {
-  std::string bytes(count, '\0');
-  for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<char>((i * 131 + i / 251) & 0xFF);
-  return bytes;
-}
-
 }  // namespace tavrin::testing

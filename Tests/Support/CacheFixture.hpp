@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Platform/Foundation/DispatchQueue.hpp"
+#include "Tests/Support/Bytes.hpp"
 #include "Tests/Support/RangeServer.hpp"
 #include "Tests/Support/TemporaryDirectory.hpp"
 
@@ -37,8 +38,5 @@ class CacheFixture : public ::testing::Test {
   TemporaryDirectory root;
   RangeServer server;
 };
-
-/// Bytes in which every offset differs from its neighbours.
-std::string patternBytes(std::size_t count);
 
 }  // namespace tavrin::testing

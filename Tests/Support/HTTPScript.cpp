@@ -3,7 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <charconv>
+#include <cstdio>
 #include <map>
 #include <sstream>
 
@@ -58,33 +58,19 @@ struct Range {
   std::size_t to;
 };
 
-// The forms "bytes=a-b", "bytes=a-" and "bytes=-n"; absent for any other and outside the body.
-std::optional<Range> parseRange(std::string_view text, std::size_t size) {
-  constexpr std::string_view unit = "bytes=";
-  const auto dash = text.find('-');
-  if (!text.starts_with(unit) || dash == std::string_view::npos) return {};
-  const auto number = [](std::string_view digits) -> std::optional<std::size_t> {
-    std::size_t value = 0;
-    const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (parsed.ec != std::errc() || parsed.ptr != digits.data() + digits.size()) return {};
-    return value;
-  };
-  const auto first = number(text.substr(unit.size(), dash - unit.size()));
-  const auto last = number(text.substr(dash + 1));
-  if (!first && !last) return {};
-  const Range range = first ? Range{*first, last ? std::min(*last + 1, size) : size}
-                            : Range{size - std::min(*last, size), size};
-  return range.from < range.to ? std::optional(range) : std::nullopt;
+// The forms "bytes=a-b" and "bytes=a-"; absent for any other and outside the body.
+std::optional<Range> parseRange(const std::string& text, std::size_t size) {
+  Range range{0, size};
+  std::size_t last = 0;
+  const int numbers = std::sscanf(text.c_str(), "bytes=%zu-%zu", &range.from, &last);
+  if (numbers == 2) range.to = std::min(last + 1, size);
+  return numbers > 0 && range.from < range.to ? std::optional(range) : std::nullopt;
 }
 
 HTTPScript plain(const Request& request, const Resource& resource) {
   const auto size = resource.body->size();
   const auto wanted = request.header("Range");
-  if (!wanted) {
-    HTTPScript script{okHead(resource)};
-    if (request.method != "HEAD") script.push_back(whole(resource));
-    return script;
-  }
+  if (!wanted) return {okHead(resource), whole(resource)};
   const auto range = parseRange(*wanted, size);
   if (!range) return {httpHead("416 Range Not Satisfiable", lengthLine("0"))};
   std::ostringstream lines;

@@ -17,4 +17,9 @@ void ManualExecutor::runAll() {
   }
 }
 
+void ManualExecutor::settle(DispatchQueue& queue) {
+  while (runOne() || queue.poll()) {
+  }
+}
+
 }  // namespace tavrin::testing

@@ -4,6 +4,7 @@
 #include <random>
 #include <utility>
 
+#include "Platform/Foundation/DispatchQueue.hpp"
 #include "Platform/Foundation/Executor.hpp"
 
 namespace tavrin::testing {
@@ -21,6 +22,8 @@ class ManualExecutor final : public Executor {
   bool runOne();
   /// Runs jobs, those they post included, until none is left.
   void runAll();
+  /// The same, and the queue's jobs with them.
+  void settle(DispatchQueue& queue);
 
  private:
   std::deque<Job> jobs_;

@@ -13,8 +13,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <utility>
 
 #include "Platform/Foundation/FatalError.hpp"
@@ -109,15 +107,6 @@ void RangeServer::serve(const std::string& path, HTTPScript script) {
   add(path, {{}, [script = std::move(script)](const auto&, const auto&) { return script; }});
 }
 
-bool RangeServer::serveFile(const std::string& path, const std::string& file,
-                            const std::string& contentType) {
-  std::ifstream stream(file, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(stream)), {});
-  if (!stream) return false;
-  serve(path, HTTPResource{.body = shareBytes(std::move(bytes)), .contentType = contentType});
-  return true;
-}
-
 void RangeServer::add(const std::string& path, Served served) {
   const LockGuard lock(mutex_);
   served_.insert_or_assign(path, std::move(served));
@@ -148,10 +137,6 @@ std::size_t RangeServer::countRequests(const std::string& path) const {
   const auto all = requests();
   return static_cast<std::size_t>(
       std::ranges::count_if(all, [&](const auto& request) { return request.path == path; }));
-}
-
-bool RangeServer::waitForRequests(std::size_t count) const {
-  return waitUntil([&]() TAVRIN_REQUIRES(mutex_) { return requests_.size() >= count; });
 }
 
 bool RangeServer::waitForPauses(const std::string& path, std::size_t count) const {

@@ -39,9 +39,6 @@ class RangeServer {
   void serve(const std::string& path, std::string body, std::string_view behaviour = "plain");
   /// Serves the same answer under a path whatever is asked.
   void serve(const std::string& path, HTTPScript script);
-  /// Serves the contents of a file, read now. False when it cannot be read.
-  bool serveFile(const std::string& path, const std::string& file,
-                 const std::string& contentType = "video/mp4");
 
   /// Lets so many pauses of a path go on: those that are waiting, then the next.
   void release(const std::string& path, std::size_t pauses = 1);
@@ -51,7 +48,6 @@ class RangeServer {
   std::vector<HTTPRequest> requests() const;
   std::size_t countRequests(const std::string& path) const;
 
-  bool waitForRequests(std::size_t count) const;
   /// Until so many pauses of a path have been reached, released ones included.
   bool waitForPauses(const std::string& path, std::size_t count) const;
   /// Until exactly so many connections are open.

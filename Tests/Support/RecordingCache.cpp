@@ -21,8 +21,7 @@ std::string RecordingCache::nameOf(const std::optional<UUID>& id) const {
 // Noted when the call begins; the hop comes after.
 Task<void> RecordingCache::note(std::string call) {
   calls.push_back(std::move(call));
-  if (!executor_) co_return;
-  ContinueOn hop(*executor_);
+  ContinueOn hop(executor_);
   co_await hop;
 }
 

@@ -12,8 +12,8 @@ namespace tavrin::testing {
 /// A cache client that writes down its calls and hands out plain items. One thread.
 class RecordingCache {
  public:
-  /// Has each call hop through the executor once, as a real cache would; null: calls end at once.
-  explicit RecordingCache(Executor* executor = nullptr) : executor_(executor) {}
+  /// Has each call hop through the executor once, as a real cache would.
+  explicit RecordingCache(Executor& executor) : executor_(executor) {}
 
   /// The record must outlive the client and its calls.
   VideoCacheDependency client();
@@ -38,7 +38,7 @@ class RecordingCache {
                                                   std::string mimeType);
   std::function<Task<void>(ManagerId, Video, Video)> noteVideos(const char* name);
 
-  Executor* executor_;  // not owned
+  Executor& executor_;
   std::map<UUID, int> managers_;
 };
 

@@ -44,24 +44,9 @@ MediaEngine::LoadId EngineScript::load() const {
   return load_;
 }
 
-std::shared_ptr<AVURLAsset> EngineScript::asset() const {
-  const LockGuard lock(mutex_);
-  return asset_;
-}
-
 bool EngineScript::isPlaying() const {
   const LockGuard lock(mutex_);
   return isPlaying_;
-}
-
-bool EngineScript::isMuted() const {
-  const LockGuard lock(mutex_);
-  return isMuted_;
-}
-
-bool EngineScript::waitsToMinimizeStalling() const {
-  const LockGuard lock(mutex_);
-  return waits_;
 }
 
 bool EngineScript::isReleased() const {
@@ -122,11 +107,6 @@ void EngineScript::endSeek() {
     held = std::exchange(heldSeek_, nullptr);
   }
   end(std::move(held), true);
-}
-
-void EngineScript::setPosition(double seconds) {
-  const LockGuard lock(mutex_);
-  position_ = seconds;
 }
 
 void EngineScript::end(Completion completion, bool finished) {
@@ -224,13 +204,11 @@ void ScriptedEngine::seek(CMTime time, std::function<void(bool)> completion) {
 void ScriptedEngine::setMuted(bool muted) {
   const LockGuard lock(script_->mutex_);
   script_->record(line("setMuted", muted));
-  script_->isMuted_ = muted;
 }
 
 void ScriptedEngine::setWaitsToMinimizeStalling(bool waits) {
   const LockGuard lock(script_->mutex_);
   script_->record(line("setWaitsToMinimizeStalling", waits));
-  script_->waits_ = waits;
 }
 
 CMTime ScriptedEngine::currentTime() const {

@@ -23,11 +23,7 @@ class EngineScript {
   std::vector<std::string> takeOperations();
 
   MediaEngine::LoadId load() const;
-  /// Absent when nothing is loaded.
-  std::shared_ptr<AVURLAsset> asset() const;
   bool isPlaying() const;
-  bool isMuted() const;
-  bool waitsToMinimizeStalling() const;
   /// Whether the engine has been destroyed.
   bool isReleased() const;
 
@@ -44,8 +40,6 @@ class EngineScript {
   void setHoldsSeeks(bool holdsSeeks);
   /// Ends the seek that is held, if any, on the main queue.
   void endSeek();
-  /// Sets the position that the engine tells, in seconds. A load and a seek set it too.
-  void setPosition(double seconds);
 
  private:
   friend class ScriptedEngine;
@@ -64,8 +58,6 @@ class EngineScript {
   std::shared_ptr<AVURLAsset> asset_ TAVRIN_GUARDED_BY(mutex_);
   bool hasPicture_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool isPlaying_ TAVRIN_GUARDED_BY(mutex_) = false;
-  bool isMuted_ TAVRIN_GUARDED_BY(mutex_) = false;
-  bool waits_ TAVRIN_GUARDED_BY(mutex_) = true;
   bool isReleased_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool becomesReady_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool holdsSeeks_ TAVRIN_GUARDED_BY(mutex_) = false;

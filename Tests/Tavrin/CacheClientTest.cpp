@@ -88,7 +88,7 @@ TEST_F(CacheClientTest, CallsFromManyThreadsDoNotRaceWithEachOtherOrWithDownload
   constexpr int videos = 12;
   for (int i = 0; i < videos; ++i) {
     const auto path = "/" + std::to_string(i) + ".mp4";
-    server.serve(path, testing::patternBytes(50'000), i % 4 == 0 ? "reset mid-body" : "plain");
+    server.serve(path, testing::makeBody(50'000), i % 4 == 0 ? "reset mid-body" : "plain");
   }
   const char* seconds = std::getenv("TAVRIN_RACE_SECONDS");
   const auto end =

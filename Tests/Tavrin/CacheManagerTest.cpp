@@ -49,7 +49,7 @@ class CacheManagerTest : public testing::CacheFixture {
 };
 
 TEST_F(CacheManagerTest, DownloadsOnceKeepsTheBytesAndSaysSo) {
-  const std::string body = testing::patternBytes(300'000);
+  const std::string body = testing::makeBody(300'000);
   server.serve("/a.mp4", body, "chunked");
   const testing::CapturedStdout printed;
   save("a.mp4?signature=x#t");
@@ -82,7 +82,7 @@ TEST_F(CacheManagerTest, AFailedDownloadSaysWhyAndLeavesNothing) {
 }
 
 TEST_F(CacheManagerTest, HandsOutMemoryBeforeDiskBeforeTheRunningDownloadBeforeAStream) {
-  server.serve("/a.mp4", testing::patternBytes(1000), "stall");
+  server.serve("/a.mp4", testing::makeBody(1000), "stall");
   EXPECT_TRUE(isPlain(take("a.mp4")));
   save("a.mp4");
   save("a.mp4");
@@ -195,7 +195,7 @@ TEST_F(CacheManagerTest, AFullDiskCostsTheCacheAlone) {
   server.serve("/a.mp4", "body", "silence");
   save("a.mp4");
   const auto item = manager->streamableItems()[0];
-  manager->playerItemDidFinishDownloadingData(*item, Data(testing::patternBytes(200'000)));
+  manager->playerItemDidFinishDownloadingData(*item, Data(testing::makeBody(200'000)));
   EXPECT_EQ(manager->streamableItems().size(), 1U);
   EXPECT_THAT(filesBelow(cacheDirectory()), IsEmpty());
   manager->playerItemDidFinishDownloadingData(*item, Data("small enough"));
@@ -204,7 +204,7 @@ TEST_F(CacheManagerTest, AFullDiskCostsTheCacheAlone) {
 }
 
 TEST_F(CacheManagerTest, WithoutItsManagerADownloadIsNotKept) {
-  server.serve("/a.mp4", testing::patternBytes(1000), "stall");
+  server.serve("/a.mp4", testing::makeBody(1000), "stall");
   save("a.mp4");
   const auto held = manager->streamableItems()[0];
   save("a.mp4");

@@ -38,16 +38,13 @@ class EffectsTest : public ::testing::Test {
   void setMedia(const Media& media, bool back = false) {
     send(Business::setMedia(SetMediaValues(media.id, back, false)));
   }
-  void settle() {
-    while (executor.runOne() || DispatchQueue::main().poll()) {
-    }
-  }
+  void settle() { executor.settle(DispatchQueue::main()); }
   std::vector<std::string> takeActions() { return std::exchange(actions, {}); }
   std::vector<std::string> takeCalls() { return std::exchange(cache.calls, {}); }
   const VideoFeatureState& state() const { return store->state(); }
 
   testing::ManualExecutor executor;
-  RecordingCache cache{&executor};
+  RecordingCache cache{executor};
   std::vector<std::string> actions;
   std::optional<testing::RecordingFeature> feature;
   std::optional<Store<testing::RecordingFeature>> store;

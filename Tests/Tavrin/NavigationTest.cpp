@@ -77,13 +77,6 @@ TEST(Navigation, AStateDropsAbsentItemsAndLaterOnesOfAnIdentifier) {
   duplicate.id = a.id;
   const VideoFeatureState state({a, std::nullopt, b, duplicate});
   EXPECT_EQ(state.media(), MediaList({a, b}));
-  EXPECT_EQ(state.player(), nullptr);
-  EXPECT_EQ(state.currentMedia(), std::nullopt);
-  EXPECT_EQ(state.playerStatus(), std::nullopt);
-  EXPECT_FALSE(state.playerIsSet());
-  EXPECT_FALSE(state.isMuted());
-  EXPECT_EQ(state.videoIndex(), 0);
-  EXPECT_EQ(state.managerId(), std::nullopt);
 }
 
 }  // namespace

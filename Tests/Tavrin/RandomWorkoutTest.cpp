@@ -24,7 +24,7 @@ class RandomWorkout {
   explicit RandomWorkout(std::uint64_t seed)
       : random_(seed),
         executor_(seed),
-        cache_(&executor_),
+        cache_(executor_),
         store_(VideoFeatureState(media(random_)),
                testing::recordingFeature(cache_.client(), nullptr),
                StoreLoop{DispatchQueue::main(), executor_}) {
@@ -116,10 +116,7 @@ class RandomWorkout {
 
   void send(Business action) { store_.send(VideoFeatureAction::business(std::move(action))); }
 
-  void settle() {
-    while (executor_.runOne() || DispatchQueue::main().poll()) {
-    }
-  }
+  void settle() { executor_.settle(DispatchQueue::main()); }
 
   void checkReduced(const VideoFeatureState& before, const Business& action) {
     const auto& state = store_.state();

@@ -27,9 +27,7 @@ class WorkoutTest : public testing::CacheFixture {
     }
     media.insert(media.begin() + 2, Media(UUID::random(), url("rest.gif"), {"image/gif"}));
   }
-  static std::string body(int i) {
-    return testing::patternBytes(100'000 + 1000 * static_cast<std::size_t>(i));
-  }
+  static std::string body(int i) { return testing::makeBody(100'000 + 1000 * i); }
   static void send(Store<VideoFeature>& store, Business action) {
     store.send(VideoFeatureAction::business(std::move(action)));
   }

@@ -122,7 +122,7 @@ TEST_F(FrameStoreTest, AFrameThatCannotBeDecodedEndsTheAnimation) {
   }
 }
 
-TEST_F(FrameStoreTest, NothingIsRetriedOnceEvenTheFirstFrameFails) {
+TEST_F(FrameStoreTest, NothingIsRetriedWhereTheFirstFrameFails) {
   play(std::vector<milliseconds>(20, milliseconds(10)), 0);
   shownAfterDecoding(milliseconds(100));
   decoder->failsAt = 0;
@@ -130,12 +130,10 @@ TEST_F(FrameStoreTest, NothingIsRetriedOnceEvenTheFirstFrameFails) {
   executor.runAll();
   store->at(milliseconds(210));
   EXPECT_TRUE(executor.isEmpty());
-}
 
-TEST_F(FrameStoreTest, WithoutAFirstFrameThereIsNoStore) {
-  auto owned = std::make_unique<ScriptedDecoder>(std::vector<milliseconds>(2, milliseconds(10)));
-  owned->failsAt = 0;
-  EXPECT_EQ(FrameStore::make(std::move(owned), executor, 0), nullptr);
+  auto first = std::make_unique<ScriptedDecoder>(std::vector<milliseconds>(2, milliseconds(10)));
+  first->failsAt = 0;
+  EXPECT_EQ(FrameStore::make(std::move(first), executor, 0), nullptr);
 }
 
 TEST_F(FrameStoreTest, LettingGoOfTheStoreEndsItsWork) {

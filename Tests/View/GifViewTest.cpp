@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
+#include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "Platform/Foundation/DispatchQueue.hpp"
 #include "Tavrin/GifView.hpp"
@@ -32,15 +33,13 @@ class GifViewTest : public ::testing::Test {
     return asked - 2;
   }
 
-  GifView make(bool failed) {
-    isFailed.set(failed);
-    return {*URL::parse("http://localhost/a.gif"), 10, std::nullopt, isFailed.binding()};
-  }
-  // The view whose last progress report was incomplete: `loaded` is false.
-  GifView makeLoading(bool failed) {
-    auto view = make(false);
-    progress(view, 1, 2);
-    EXPECT_EQ(runPosted(), 1);
+  // `loaded` starts as true; an incomplete progress report makes it false.
+  GifView make(bool failed, bool loaded = true) {
+    isFailed.set(false);
+    GifView view(*URL::parse("http://localhost/a.gif"), 10, std::nullopt, isFailed.binding());
+    if (!loaded) {
+      EXPECT_TRUE(isLoaded(view));
+    }
     isFailed.set(failed);
     return view;
   }
@@ -74,82 +73,40 @@ TEST_F(GifViewTest, DescribesTheImageStretchedToTheFrame) {
   EXPECT_EQ(body.alignment, Alignment::center());
 }
 
-TEST_F(GifViewTest, Success) {
-  auto view = make(false);
-  success(view);
-  EXPECT_EQ(runPosted(), 0);
-
-  view = makeLoading(false);
-  success(view);
-  EXPECT_EQ(runPosted(), 1);
-  EXPECT_TRUE(isLoaded(view));
-
-  view = make(true);
-  success(view);
-  EXPECT_TRUE(isFailed.get()) << "written before the main queue ran";
-  EXPECT_EQ(runPosted(), 1);
-  EXPECT_FALSE(isFailed.get());
-
-  view = makeLoading(true);
-  success(view);
-  runOne();
-  EXPECT_TRUE(isFailed.get()) << "loaded comes first, in a block of its own";
-  EXPECT_EQ(runPosted(), 1);
-  EXPECT_FALSE(isFailed.get());
-  EXPECT_TRUE(isLoaded(view));
-}
-
-TEST_F(GifViewTest, Failure) {
-  auto view = make(true);
-  failure(view);
-  EXPECT_EQ(runPosted(), 0);
-
-  view = make(false);
-  failure(view);
-  EXPECT_FALSE(isFailed.get());
-  EXPECT_EQ(runPosted(), 1);
-  EXPECT_TRUE(isFailed.get());
-  failure(view);
-  EXPECT_EQ(runPosted(), 0);
-
-  view = makeLoading(true);
-  failure(view);
-  EXPECT_EQ(runPosted(), 1);
-  EXPECT_TRUE(isFailed.get());
-  EXPECT_TRUE(isLoaded(view));
-
-  view = makeLoading(false);
-  failure(view);
-  runOne();
-  EXPECT_FALSE(isFailed.get()) << "loaded comes first, in a block of its own";
-  EXPECT_EQ(runPosted(), 1);
-  EXPECT_TRUE(isFailed.get());
-}
-
-TEST_F(GifViewTest, Progress) {
-  for (const auto& [received, expected] :
-       std::vector<std::pair<std::int64_t, std::int64_t>>{{2, 2}, {3, 2}, {0, 0}, {5, -1}}) {
-    const auto complete = make(false);
-    progress(complete, received, expected);
-    EXPECT_EQ(runPosted(), 0) << received << " of " << expected;
-    isFailed.set(true);
-    progress(complete, received, expected);
-    EXPECT_EQ(runPosted(), 1);
-    EXPECT_FALSE(isFailed.get());
-    EXPECT_TRUE(isLoaded(complete));
+TEST_F(GifViewTest, EachCallbackPostsWhatItChangesLoadedFirst) {
+  struct Callback {
+    const char* name;
+    std::function<void(const GifView&)> call;
+    std::optional<bool> loaded;  // afterwards; absent: as before
+    bool failed;                 // afterwards
+  };
+  const auto reports = [](std::int64_t received, std::int64_t expected) {
+    return [=](const GifView& view) { progress(view, received, expected); };
+  };
+  const Callback callbacks[] = {{"success", success, true, false},
+                                {"failure", failure, true, true},
+                                {"0 of 2", reports(0, 2), false, false},
+                                {"1 of 2", reports(1, 2), false, false},
+                                {"2 of 2", reports(2, 2), std::nullopt, false},
+                                {"3 of 2", reports(3, 2), std::nullopt, false},
+                                {"0 of 0", reports(0, 0), std::nullopt, false},
+                                {"5 of -1", reports(5, -1), std::nullopt, false}};
+  for (const auto& callback : callbacks) {
+    for (const auto& [loaded, failed] : {std::pair(false, false), std::pair(false, true),
+                                         std::pair(true, false), std::pair(true, true)}) {
+      SCOPED_TRACE(std::string(callback.name) + (loaded ? ", loaded" : "") +
+                   (failed ? ", failed" : ""));
+      const auto view = make(failed, loaded);
+      const bool loadedAfter = callback.loaded.value_or(loaded);
+      callback.call(view);
+      EXPECT_EQ(isFailed.get(), failed) << "written before the main queue ran";
+      if (loadedAfter != loaded) runOne();
+      EXPECT_EQ(isFailed.get(), failed) << "loaded comes first, in a block of its own";
+      EXPECT_EQ(runPosted(), callback.failed == failed ? 0 : 1);
+      EXPECT_EQ(isFailed.get(), callback.failed);
+      EXPECT_EQ(isLoaded(view), loadedAfter);
+    }
   }
-
-  auto view = make(true);
-  progress(view, 0, 2);
-  runOne();
-  EXPECT_TRUE(isFailed.get()) << "loaded comes first, in a block of its own";
-  EXPECT_EQ(runPosted(), 1);
-  EXPECT_FALSE(isFailed.get());
-  EXPECT_FALSE(isLoaded(view));
-
-  view = makeLoading(false);
-  progress(view, 1, 2);
-  EXPECT_EQ(runPosted(), 0);
 }
 
 TEST_F(GifViewTest, ChecksSeeTheFlagsAsTheyAreAtCallbackTime) {
