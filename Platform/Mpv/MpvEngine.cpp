@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iomanip>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -32,6 +34,12 @@ constexpr double tolerableSeconds = 1;
 bool endsEarly(const MpvLoad& load) {
   const double missing = load.duration - load.position;
   return missing > tolerableSeconds && missing > load.duration * tolerableShare;
+}
+
+std::string secondsText(double seconds) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(1) << seconds << " s";
+  return text.str();
 }
 
 /// Operations note what is wanted, and ring; the engine's thread brings libmpv in line with it.
@@ -304,7 +312,10 @@ void MpvEngine::tellEnd(const MpvRequests::Wishes& wishes) {
   if (!load.isAtEnd || load.failure || current_->isSeeking()) return;
   // A read that failed and a file that was cut short look like an end too.
   if (current_->readerHasFailed()) return current_->fail("its bytes cannot be read");
-  if (endsEarly(load)) return current_->fail("it ends before its end");
+  if (endsEarly(load)) {
+    return current_->fail("it ends at " + secondsText(load.position) + " of " +
+                          secondsText(load.duration));
+  }
   if (wishes.isPlaying && !std::exchange(told_.end, true)) {
     report(&Listener::engineDidPlayToEnd, load.id);
   }

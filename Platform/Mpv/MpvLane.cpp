@@ -69,8 +69,9 @@ void MpvLane::setPlaying(bool playing) {
   handle_->set("pause", !playing);
   if (!playing) return;
   load_.hasLeftStart = true;
-  // An end that a seek reached while paused is not told when playback goes on.
-  handle_->askWhetherAtEnd(observation_);
+  // An end that a seek reached while paused is not told when playback goes on. While a seek is
+  // under way the answer would be of the place that it leaves.
+  if (!isSeeking()) handle_->askWhetherAtEnd(observation_);
 }
 
 void MpvLane::setMuted(bool muted) { setIfChanged(*handle_, isMuted_, "mute", muted); }
@@ -133,7 +134,9 @@ void MpvLane::handle(const MpvEvent& event) {
         fail(event.text);
       } else if (event.id == seekSerial_ && seekPhase_ == SeekPhase::sent) {
         seekPhase_ = SeekPhase::accepted;
-        if (!event.text.empty()) endSeek(false);
+        if (event.text.empty()) break;
+        endSeek(false);
+        observeAnew();
       }
       break;
     case Kind::videoTrack:
@@ -146,7 +149,9 @@ void MpvLane::handle(const MpvEvent& event) {
       break;
     case Kind::playbackStarted:
       if (phase_ == Phase::open && hasVideoTrack_ == true) load_.hasPicture = true;
-      if (seekPhase_ == SeekPhase::jumping) endSeek(true);
+      if (seekPhase_ != SeekPhase::jumping) break;
+      endSeek(true);
+      observeAnew();
       break;
     case Kind::logged:
       lastError_ = event.text;
@@ -197,7 +202,6 @@ void MpvLane::endSeek(bool finished) {
   if (!finished) return;
   const double end = load_.duration > 0 ? load_.duration : seekTarget_;
   load_.position = std::max(0.0, std::min(seekTarget_, end));
-  observeAnew();
 }
 
 // A change that was under way when the observation began belongs to what was before: the number
