@@ -76,7 +76,7 @@ std::variant<Arguments, ExitStatus> Arguments::parse(int count, const char* cons
         std::tie(arguments.width, arguments.height) = *sides;
       });
   app.add_flag("--mute", arguments.startsMuted, "Start with the sound off");
-  app.add_flag("!--no-audio", arguments.hasAudio, "Open no sound device");
+  app.add_flag("--no-audio", arguments.isSilent, "Open no sound device");
   app.add_option("--patience", seconds,
                  "How long an item may show nothing before it counts as failed (15)")
       ->option_text("SECONDS")

@@ -27,7 +27,7 @@ struct Arguments {
   int width = 880;                      // points
   int height = 700;                     // points
   bool startsMuted = false;
-  bool hasAudio = true;
+  bool isSilent = false;
   std::chrono::milliseconds patience = std::chrono::seconds(15);
 
   /// Reads the program's arguments. Help and complaints are printed; then the result is the status

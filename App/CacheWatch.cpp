@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Platform/Foundation/DispatchQueue.hpp"
 #include "Platform/Foundation/FileManager.hpp"
 
 namespace tavrin::app {
@@ -29,14 +30,18 @@ const char* sourceOf(const std::shared_ptr<AVPlayerItem>& item, bool wasPrepared
 
 }  // namespace
 
-CacheWatch::CacheWatch(VideoCacheDependency cache, std::shared_ptr<Trace> trace)
+CacheWatch::CacheWatch(VideoCacheDependency cache, std::shared_ptr<Trace> trace,
+                       std::function<void()> saved)
     : cache_(std::move(cache)),
       trace_(std::move(trace)),
+      saved_(std::move(saved)),
       directory_(FileManager::cachesDirectory().value_or("") + "/VideoCache/") {}
 
 std::shared_ptr<CacheWatch> CacheWatch::make(VideoCacheDependency cache,
-                                             std::shared_ptr<Trace> trace) {
-  return std::shared_ptr<CacheWatch>(new CacheWatch(std::move(cache), std::move(trace)));
+                                             std::shared_ptr<Trace> trace,
+                                             std::function<void()> saved) {
+  return std::shared_ptr<CacheWatch>(
+      new CacheWatch(std::move(cache), std::move(trace), std::move(saved)));
 }
 
 VideoCacheDependency CacheWatch::client() {
@@ -89,6 +94,7 @@ Task<void> CacheWatch::save(std::shared_ptr<CacheWatch> self, ManagerId id,
                        {"mimeType", mimeType},
                        {"isOnDisk", !isNew}});
   if (isNew) self->noteDownload(*video);
+  DispatchQueue::main().async(self->saved_);
 }
 
 Task<CacheWatch::Item> CacheWatch::hand(std::shared_ptr<CacheWatch> self, ManagerId id, URL video,
@@ -125,7 +131,6 @@ bool CacheWatch::isPrepared(const URL& video) const {
 void CacheWatch::noteDownload(const URL& video) {
   trace_->write(Trace::Kind::download, "started", {{"video", video.absoluteString()}});
   const LockGuard lock(mutex_);
-  ++downloadsStarted_;
   downloading_.emplace(video.lastPathComponent(), Clock::now());
 }
 
@@ -190,11 +195,6 @@ std::vector<std::string> CacheWatch::takeStored() {
     names.push_back(name);
   }
   return names;
-}
-
-std::int64_t CacheWatch::downloadsStarted() const {
-  const LockGuard lock(mutex_);
-  return downloadsStarted_;
 }
 
 }  // namespace tavrin::app

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -22,8 +22,10 @@ enum class CacheState { streaming, onDisk, inMemory };
 /// is. Any thread.
 class CacheWatch : public std::enable_shared_from_this<CacheWatch> {
  public:
-  /// `cache` does the work. It is one of a host with one manager at a time.
-  static std::shared_ptr<CacheWatch> make(VideoCacheDependency cache, std::shared_ptr<Trace> trace);
+  /// `cache` does the work. It is one of a host with one manager at a time. `saved` is called on
+  /// the main queue each time the cache has been asked to save a video.
+  static std::shared_ptr<CacheWatch> make(VideoCacheDependency cache, std::shared_ptr<Trace> trace,
+                                          std::function<void()> saved);
 
   /// The cache to give to the feature.
   VideoCacheDependency client();
@@ -32,8 +34,6 @@ class CacheWatch : public std::enable_shared_from_this<CacheWatch> {
   /// The downloads that have reached the disk since the last call, traced as such: their files'
   /// names. Reads the cache directory.
   std::vector<std::string> takeStored();
-  /// The videos that were asked to be downloaded, stored ones included.
-  std::int64_t downloadsStarted() const;
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -42,7 +42,7 @@ class CacheWatch : public std::enable_shared_from_this<CacheWatch> {
   using Item = std::shared_ptr<AVPlayerItem>;
   using Preparation = std::function<Task<void>(ManagerId, Video, Video)>;
 
-  CacheWatch(VideoCacheDependency cache, std::shared_ptr<Trace> trace);
+  CacheWatch(VideoCacheDependency cache, std::shared_ptr<Trace> trace, std::function<void()> saved);
 
   // Coroutines, each with a reference of its own to what it works on.
   static Task<UUID> create(std::shared_ptr<CacheWatch> self);
@@ -65,6 +65,7 @@ class CacheWatch : public std::enable_shared_from_this<CacheWatch> {
   // Constant.
   const VideoCacheDependency cache_;
   const std::shared_ptr<Trace> trace_;
+  const std::function<void()> saved_;
   const std::string directory_;
 
   mutable Mutex mutex_;
@@ -72,7 +73,6 @@ class CacheWatch : public std::enable_shared_from_this<CacheWatch> {
   std::set<std::string> prepared_ TAVRIN_GUARDED_BY(mutex_);
   std::map<std::string, std::weak_ptr<AVPlayerItem>> handedOut_ TAVRIN_GUARDED_BY(mutex_);
   std::map<std::string, Clock::time_point> downloading_ TAVRIN_GUARDED_BY(mutex_);
-  std::int64_t downloadsStarted_ TAVRIN_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace tavrin::app

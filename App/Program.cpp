@@ -240,7 +240,7 @@ ExitStatus run(const Arguments& arguments) {
     const auto trace = openTrace(arguments);
     const auto server = serve(workout, folderOf(path));
     auto window = openWindow(arguments, workout.title);
-    chooseEngine(window && arguments.hasAudio && hasAudioDevice());
+    chooseEngine(window && !arguments.isSilent && hasAudioDevice());
     return Run(arguments, workout, server.get(), std::move(window), trace).play(std::move(script));
   } catch (const Failure& failure) {
     std::cerr << "workout-player: " << failure.message << '\n';

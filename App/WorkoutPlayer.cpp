@@ -1,5 +1,6 @@
 #include "App/WorkoutPlayer.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <sstream>
@@ -26,7 +27,13 @@ WorkoutPlayer::WorkoutPlayer(Settings settings, std::vector<Media> items,
     : settings_(std::move(settings)),
       trace_(std::move(trace)),
       mutesFirstPlayer_(settings_.startsMuted) {
-  cache_ = CacheWatch::make(*videoManager(DependencyValues::current()), trace_);
+  cache_ = CacheWatch::make(*videoManager(DependencyValues::current()), trace_,
+                            [weak = std::weak_ptr(self_)] {
+                              const auto self = weak.lock();
+                              if (!self) return;
+                              ++(*self)->saved_;
+                              (*self)->takeWaitingStep();
+                            });
   viewEnvironment_.needsDisplay = settings_.pictureIsNew;
   withDependencies([&](DependencyValues& values) { setVideoManager(values, cache_->client()); },
                    [&] {
@@ -64,9 +71,19 @@ void WorkoutPlayer::observeState() {
   observations_.push_back(fields.playerIsSet.observe(look));
   observations_.push_back(fields.isMuted.observe(look));
   observations_.push_back(fields.videoIndex.observe(look));
-  observations_.push_back(fields.managerId.observe([this] {
-    if (const auto waiting = std::exchange(waitingStep_, std::nullopt)) set(*waiting);
-  }));
+  observations_.push_back(fields.managerId.observe([this] { takeWaitingStep(); }));
+}
+
+// Before it, a step would end in a player without an item, or stream its video beside the download
+// that is about to begin.
+bool WorkoutPlayer::isCacheFilling() const {
+  const auto isVideo = [](const Media& item) { return item.mimeType.isVideo(); };
+  return state().managerId() && saved_ >= std::ranges::count_if(state().media(), isVideo);
+}
+
+void WorkoutPlayer::takeWaitingStep() {
+  if (!isCacheFilling()) return;
+  if (const auto waiting = std::exchange(waitingStep_, std::nullopt)) set(*waiting);
 }
 
 // A new player starts with its sound on, whatever the state says.
@@ -88,10 +105,8 @@ void WorkoutPlayer::prepare() { send(BusinessAction::prepareMedia()); }
 // The feature's position moves by one with each step, whichever item is named, and the cache keeps
 // the neighbours of that position ready. So a jump takes the direction that brings the position
 // closer to the item.
-//
-// Without a cache manager a step would end in a player without an item.
 void WorkoutPlayer::set(std::int64_t position) {
-  if (!state().managerId()) {
+  if (!isCacheFilling()) {
     waitingStep_ = position;
     return startTrying(position);
   }

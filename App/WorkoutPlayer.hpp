@@ -99,6 +99,8 @@ class WorkoutPlayer {
   void send(BusinessAction action);
   void step(std::int64_t position, bool back);
   void observeState();
+  bool isCacheFilling() const;
+  void takeWaitingStep();
   void playerChanged();
   void startTrying(std::int64_t position);
   const Media& media(std::int64_t position) const { return state().media()[position]; }
@@ -128,11 +130,12 @@ class WorkoutPlayer {
   std::vector<Outcome> outcomes_;         // by position
   std::vector<bool> wasOnDisk_;           // by position
   bool mutesFirstPlayer_;
+  std::int64_t saved_ = 0;  // the videos that the cache was asked to save
   std::int64_t downloaded_ = 0;
 
   // The target, and how it gets on.
   std::optional<std::int64_t> target_;
-  std::optional<std::int64_t> waitingStep_;  // until there is a cache manager
+  std::optional<std::int64_t> waitingStep_;  // until the cache is filling
   std::shared_ptr<ItemWatch> watch_;
   std::unique_ptr<ImageShow> image_;
   std::string failure_;
