@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <iomanip>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -27,21 +25,6 @@ constexpr std::size_t laneCount = 2;
 
 // How long a released engine gives its loads to end by themselves before it ends their players.
 constexpr auto timeToEnd = std::chrono::milliseconds(500);
-// A file may end a little before the length it declares.
-constexpr double tolerableShare = 0.1;
-constexpr double tolerableSeconds = 1;
-
-bool endsEarly(const MpvLoad& load) {
-  const double missing = load.duration - load.position;
-  return missing > tolerableSeconds && missing > load.duration * tolerableShare;
-}
-
-std::string secondsText(double seconds) {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(1) << seconds << " s";
-  return text.str();
-}
-
 /// Operations note what is wanted, and ring; the engine's thread brings libmpv in line with it.
 class MpvEngine final : public MediaEngine {
  public:
@@ -310,12 +293,7 @@ void MpvEngine::tell(const MpvRequests::Wishes& wishes) {
 void MpvEngine::tellEnd(const MpvRequests::Wishes& wishes) {
   const auto& load = current_->load();
   if (!load.isAtEnd || load.failure || current_->isSeeking()) return;
-  // A read that failed and a file that was cut short look like an end too.
-  if (current_->readerHasFailed()) return current_->fail("its bytes cannot be read");
-  if (endsEarly(load)) {
-    return current_->fail("it ends at " + secondsText(load.position) + " of " +
-                          secondsText(load.duration));
-  }
+  if (current_->failIfCutShort()) return;
   if (wishes.isPlaying && !std::exchange(told_.end, true)) {
     report(&Listener::engineDidPlayToEnd, load.id);
   }

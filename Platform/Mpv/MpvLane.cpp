@@ -1,7 +1,9 @@
 #include "Platform/Mpv/MpvLane.hpp"
 
 #include <algorithm>
+#include <iomanip>
 #include <limits>
+#include <sstream>
 #include <utility>
 
 #include "Platform/Media/AVAssetResourceLoader.hpp"
@@ -15,6 +17,21 @@ using Kind = MpvEvent::Kind;
 
 // Seeks are numbered from 1 by the engine.
 constexpr std::uint64_t loadCommand = std::numeric_limits<std::uint64_t>::max();
+
+// A file may end a little before the length it declares.
+constexpr double tolerableShare = 0.1;
+constexpr double tolerableSeconds = 1;
+
+bool endsEarly(const MpvLoad& load) {
+  const double missing = load.duration - load.position;
+  return missing > tolerableSeconds && missing > load.duration * tolerableShare;
+}
+
+std::string secondsText(double seconds) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(1) << seconds << " s";
+  return text.str();
+}
 
 void setIfChanged(MpvHandle& handle, std::optional<bool>& last, const char* property, bool value) {
   if (last == value) return;
@@ -190,10 +207,17 @@ void MpvLane::setPosition(double seconds) {
 
 void MpvLane::fail(const std::string& reason) {
   if (load_.failure) return;
-  std::string text = "The video cannot be played: " + reason;
+  std::string text = "The video cannot be played: ";
+  text += readerHasFailed() ? "its bytes cannot be read" : reason;
   if (!lastError_.empty()) text += " (" + lastError_ + ")";
   load_.failure = Error{std::move(text)};
   close();
+}
+
+bool MpvLane::failIfCutShort() {
+  if (!readerHasFailed() && !endsEarly(load_)) return false;
+  fail("it ends at " + secondsText(load_.position) + " of " + secondsText(load_.duration));
+  return true;
 }
 
 void MpvLane::endSeek(bool finished) {

@@ -47,8 +47,6 @@ class MpvLane {
   /// The load opened last.
   const MpvLoad& load() const { return load_; }
   bool isReady() const { return load_.hasPicture && !load_.failure; }
-  /// Whether the load's reader has failed.
-  bool readerHasFailed() const { return stream_ && stream_->reader().hasFailed(); }
 
   /// Opens the asset, paused. The lane must be idle.
   void open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& asset);
@@ -56,6 +54,9 @@ class MpvLane {
   void close();
   /// Ends the load as failed, unless it has failed already.
   void fail(const std::string& reason);
+  /// Fails a load that is at its end although there should be more of it: a read that failed and a
+  /// file that was cut short look like an end too. Returns whether it did.
+  bool failIfCutShort();
   void setPlaying(bool playing);
   void setMuted(bool muted);
   void setWaitsToMinimizeStalling(bool waits);
@@ -78,6 +79,7 @@ class MpvLane {
   void endSeek(bool finished);
   void observeAnew();
   void ignoreObservations();
+  bool readerHasFailed() const { return stream_ && stream_->reader().hasFailed(); }
 
   const std::unique_ptr<MpvHandle> handle_;
   Phase phase_ = Phase::idle;
