@@ -6,9 +6,10 @@
 #include <netinet/in.h>
 #include <sys/stat.h>
 
-#include <cstring>
+#include <cerrno>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "App/ByteRange.hpp"
@@ -91,7 +92,7 @@ std::variant<std::unique_ptr<FolderServer>, Error> FolderServer::start(
   server->daemon_.reset(MHD_start_daemon(
       MHD_USE_AUTO_INTERNAL_THREAD, 0, nullptr, nullptr, &Handler::answer, server.get(),
       MHD_OPTION_SOCK_ADDR, &loopback, MHD_OPTION_CONNECTION_TIMEOUT, idleSeconds, MHD_OPTION_END));
-  if (!server->daemon_) return Error{std::strerror(errno)};
+  if (!server->daemon_) return Error{std::generic_category().message(errno)};
   const auto* port = MHD_get_daemon_info(server->daemon_.get(), MHD_DAEMON_INFO_BIND_PORT);
   server->address_ = "http://127.0.0.1:" + std::to_string(port->port) + "/";
   return server;

@@ -92,7 +92,7 @@ void Reporter::set(const std::string& what, const std::string& value) {
 
 void Reporter::tell(const std::string& what, const std::string& value) const {
   char time[32];
-  std::snprintf(time, sizeof time, "%8.3f  ", clock_.seconds());
+  static_cast<void>(std::snprintf(time, sizeof time, "%8.3f  ", clock_.seconds()));
   write_(time + what + ": " + value);
 }
 

@@ -47,7 +47,7 @@ Rect fitted(double width, double height, const Rect& into) {
 std::string clock(double seconds) {
   const auto whole = static_cast<long>(std::max(0.0, seconds));
   char text[32];
-  std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60);
+  static_cast<void>(std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60));
   return text;
 }
 

@@ -3,13 +3,13 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
-#include <cstring>
+#include <system_error>
 
 namespace tavrin::app {
 
 std::variant<std::shared_ptr<Trace>, Error> Trace::open(const std::string& path) {
   auto* file = std::fopen(path.c_str(), "we");
-  if (file == nullptr) return Error{std::strerror(errno)};
+  if (file == nullptr) return Error{std::generic_category().message(errno)};
   return std::shared_ptr<Trace>(new Trace(file));
 }
 

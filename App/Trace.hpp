@@ -40,7 +40,7 @@ class Trace {
 
  private:
   struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
 
   explicit Trace(std::FILE* file) : file_(file) {}

@@ -15,7 +15,7 @@ Error sdlError() { return Error{SDL_GetError()}; }
 bool hasDisplay() {
   constexpr const char* names[] = {"DISPLAY", "WAYLAND_DISPLAY", "SDL_VIDEODRIVER"};
   return std::ranges::any_of(names, [](const char* name) {
-    const auto* value = std::getenv(name);
+    const auto* value = std::getenv(name);  // NOLINT: the environment is left as it is
     return value != nullptr && *value != '\0';
   });
 }

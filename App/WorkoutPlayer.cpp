@@ -254,8 +254,9 @@ bool WorkoutPlayer::drawPicture(const PixelBuffer& target) const {
 // An item that was ready once stays so, but its picture comes anew with each load.
 bool WorkoutPlayer::hasPicture() const {
   constexpr int side = 16;
-  alignas(64) std::array<std::byte, 4 * side * side> pixels{};
-  return drawPicture({pixels.data(), side, side, 4 * side});
+  constexpr std::ptrdiff_t stride = 4 * side;
+  alignas(64) std::array<std::byte, stride * side> pixels{};
+  return drawPicture({pixels.data(), side, side, stride});
 }
 
 std::optional<AnimatedImageView::Frame> WorkoutPlayer::imageFrame(Clock::time_point now) const {

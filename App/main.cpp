@@ -8,7 +8,7 @@ int main(int count, char** values) {
   using namespace tavrin::app;
 #ifdef M_ARENA_MAX
   // Each of libmpv's threads would otherwise keep the memory of its largest moment.
-  mallopt(M_ARENA_MAX, 2);
+  mallopt(M_ARENA_MAX, 2);  // NOLINT: no other thread has begun
 #endif
   const auto arguments = Arguments::parse(count, values);
   const auto* wanted = std::get_if<Arguments>(&arguments);

@@ -51,7 +51,7 @@ ResponseHead ResponseHead::read(CURL* handle) {
 }
 
 std::optional<std::string> ResponseHead::objection() const {
-  const auto text = "HTTP status " + std::to_string(status);
+  auto text = "HTTP status " + std::to_string(status);
   if (status == 206) return text + ": a part was sent, the whole was asked for";
   if (status < 200 || status >= 300) return text;
   if (contentEncoding) return "the body is encoded (" + *contentEncoding + "), against the request";

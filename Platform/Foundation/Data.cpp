@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <tuple>
 
 namespace tavrin {
 
@@ -43,9 +44,9 @@ Data::Storage::Storage(const Storage& other) {
 
 void Data::Storage::reserve(std::int64_t wanted) {
   if (wanted <= capacity) return;
-  void* moved = std::realloc(bytes.get(), static_cast<std::size_t>(wanted));
+  auto* moved = std::realloc(bytes.get(), static_cast<std::size_t>(wanted));
   if (moved == nullptr) throw std::bad_alloc();
-  static_cast<void>(bytes.release());
+  std::ignore = bytes.release();  // realloc has freed it
   bytes.reset(static_cast<std::byte*>(moved));
   capacity = wanted;
 }

@@ -6,8 +6,9 @@
 namespace tavrin {
 
 void fatalError(std::string_view message) {
-  std::fflush(stdout);
-  std::fprintf(stderr, "%.*s\n", static_cast<int>(message.size()), message.data());
+  static_cast<void>(std::fflush(stdout));
+  static_cast<void>(
+      std::fprintf(stderr, "%.*s\n", static_cast<int>(message.size()), message.data()));
   std::abort();
 }
 

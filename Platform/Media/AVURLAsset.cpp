@@ -1,14 +1,16 @@
 #include "Platform/Media/AVURLAsset.hpp"
 
+#include <utility>
+
 #include "Platform/Media/AVAssetResourceLoader.hpp"
 
 namespace tavrin {
 
-std::shared_ptr<AVURLAsset> AVURLAsset::make(const URL& url) {
-  return std::shared_ptr<AVURLAsset>(new AVURLAsset(url));
+std::shared_ptr<AVURLAsset> AVURLAsset::make(URL url) {
+  return std::shared_ptr<AVURLAsset>(new AVURLAsset(std::move(url)));
 }
 
-AVURLAsset::AVURLAsset(const URL& url)
-    : url_(url), resourceLoader_(std::make_shared<AVAssetResourceLoader>()) {}
+AVURLAsset::AVURLAsset(URL url)
+    : url_(std::move(url)), resourceLoader_(std::make_shared<AVAssetResourceLoader>()) {}
 
 }  // namespace tavrin

@@ -12,14 +12,14 @@ class AVAssetResourceLoader;
 /// installed on the resource loader: then every byte comes from that delegate.
 class AVURLAsset {
  public:
-  static std::shared_ptr<AVURLAsset> make(const URL& url);
+  static std::shared_ptr<AVURLAsset> make(URL url);
 
   const URL& url() const { return url_; }
   /// The same object on every call. Any thread.
   const std::shared_ptr<AVAssetResourceLoader>& resourceLoader() const { return resourceLoader_; }
 
  private:
-  explicit AVURLAsset(const URL& url);
+  explicit AVURLAsset(URL url);
 
   // Constant after construction.
   const URL url_;

@@ -28,8 +28,8 @@ constexpr auto timeToEnd = std::chrono::milliseconds(500);
 /// Operations note what is wanted, and ring; the engine's thread brings libmpv in line with it.
 class MpvEngine final : public MediaEngine {
  public:
-  MpvEngine(std::weak_ptr<Listener> listener, const MpvEngineOptions& options)
-      : listener_(std::move(listener)), options_(options), thread_([this] { run(); }) {}
+  MpvEngine(std::weak_ptr<Listener> listener, MpvEngineOptions options)
+      : listener_(std::move(listener)), options_(std::move(options)), thread_([this] { run(); }) {}
   ~MpvEngine() override;
 
   void load(LoadId load, std::shared_ptr<AVURLAsset> asset) override;
@@ -330,8 +330,8 @@ void MpvEngine::endLanes() {
 }  // namespace
 
 std::unique_ptr<MediaEngine> makeMpvEngine(std::weak_ptr<MediaEngine::Listener> listener,
-                                           const MpvEngineOptions& options) {
-  return std::make_unique<MpvEngine>(std::move(listener), options);
+                                           MpvEngineOptions options) {
+  return std::make_unique<MpvEngine>(std::move(listener), std::move(options));
 }
 
 }  // namespace tavrin

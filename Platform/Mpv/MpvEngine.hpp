@@ -28,6 +28,6 @@ struct MpvEngineOptions {
 ///
 /// Threads: see docs/media-engine.md.
 std::unique_ptr<MediaEngine> makeMpvEngine(std::weak_ptr<MediaEngine::Listener> listener,
-                                           const MpvEngineOptions& options = {});
+                                           MpvEngineOptions options = {});
 
 }  // namespace tavrin
