@@ -254,7 +254,7 @@ bool WorkoutPlayer::drawPicture(const PixelBuffer& target) const {
 // An item that was ready once stays so, but its picture comes anew with each load.
 bool WorkoutPlayer::hasPicture() const {
   constexpr int side = 16;
-  constexpr std::ptrdiff_t stride = 4 * side;
+  constexpr auto stride = std::ptrdiff_t{4} * side;
   alignas(64) std::array<std::byte, stride * side> pixels{};
   return drawPicture({pixels.data(), side, side, stride});
 }

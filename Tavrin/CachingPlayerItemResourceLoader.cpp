@@ -20,8 +20,7 @@ Data makeBuffer(std::int64_t expectedLength) {
   Data buffer;
   try {
     if (expectedLength > 0) buffer.reserve(std::min(expectedLength, reservedBytesLimit));
-  } catch (const std::bad_alloc&) {
-    // Growing step by step may still do.
+  } catch (const std::bad_alloc&) {  // NOLINT: growing step by step may still do
   }
   return buffer;
 }

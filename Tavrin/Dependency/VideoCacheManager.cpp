@@ -20,8 +20,8 @@ std::string cacheDirectory() {
 
 // One write, so that the lines of several downloads stay whole.
 void printLine(const std::string& line) {
-  std::fputs((line + "\n").c_str(), stdout);
-  std::fflush(stdout);
+  static_cast<void>(std::fputs((line + "\n").c_str(), stdout));
+  static_cast<void>(std::fflush(stdout));
 }
 
 template <class Items, class Predicate>

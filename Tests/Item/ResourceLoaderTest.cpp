@@ -88,6 +88,29 @@ TEST(ResourceLoader, TellsOfTheContentOnceTheResponseIsThere) {
   EXPECT_EQ(both->information().contentLength, 10);
 }
 
+TEST(ResourceLoader, AnswersPartByPart) {
+  ScriptedDownload download;
+  const auto asked = TestRequest::make(Range(0, 10), true);
+  auto& bytes = *asked->request->dataRequest();
+  EXPECT_FALSE(download.loader->fillInContentInformationRequest(nullptr));
+  EXPECT_FALSE(download.loader->response());
+  EXPECT_FALSE(download.loader->haveEnoughDataToFulfillRequest(bytes));
+
+  download.respond(10, "video/mp4");
+  ASSERT_TRUE(download.loader->response());
+  EXPECT_EQ(download.loader->response()->mimeType, "video/mp4");
+  EXPECT_TRUE(download.loader->fillInContentInformationRequest(nullptr));
+  EXPECT_TRUE(download.loader->fillInContentInformationRequest(&asked->information()));
+  EXPECT_EQ(asked->information().contentLength, 10);
+  download.receiveBody(0, 4);
+  EXPECT_FALSE(download.loader->haveEnoughDataToFulfillRequest(bytes));
+  EXPECT_EQ(asked->received, bodyPart(0, 4));
+  download.receiveBody(4, 10);
+  EXPECT_TRUE(download.loader->haveEnoughDataToFulfillRequest(bytes));
+  EXPECT_EQ(asked->received, bodyPart(0, 10));
+  EXPECT_FALSE(asked->isFinished);
+}
+
 TEST(ResourceLoader, KeepsOnlyTheBytesAfterTheLastResponse) {
   ScriptedDownload download;
   download.receive("lost");

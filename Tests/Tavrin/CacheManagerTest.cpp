@@ -234,6 +234,23 @@ TEST_F(CacheManagerTest, LeftoversOfKilledWritesAreSweptOnce) {
   EXPECT_TRUE(fs::is_empty(other.path() / "VideoCache"));
 }
 
+TEST_F(CacheManagerTest, WithoutADirectoryForCachesItDownloadsAndKeepsNothing) {
+  const std::string home = std::getenv("HOME") ? std::getenv("HOME") : "";
+  unsetenv("XDG_CACHE_HOME");
+  unsetenv("HOME");
+  manager = VideoCacheManager::make();
+  setenv("HOME", home.c_str(), 1);
+  server.serve("/a.mp4", "body");
+  save("a.mp4");
+  const auto item = manager->streamableItems().at(0);
+  EXPECT_EQ(take("a.mp4"), item);
+  EXPECT_TRUE(waitUntil([&] { return server.countRequests("/a.mp4") == 1; }));
+  manager->playerItemDidFinishDownloadingData(*item, Data(std::string_view("body")));
+  manager->prepareFirstTwoVideos(media("a.mp4"), std::nullopt);
+  EXPECT_THAT(manager->cachedItems(), IsEmpty());
+  EXPECT_EQ(take("a.mp4"), item) << "what could not be kept goes on being played";
+}
+
 using CacheManagerDeathTest = CacheManagerTest;
 
 TEST_F(CacheManagerDeathTest, ADirectoryThatCannotBeMadeIsADebugAssertion) {
