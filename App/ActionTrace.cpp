@@ -15,13 +15,13 @@ TraceValue value(const UUID& id) { return id.text(); }
 TraceValue value(const Media& media) {
   return media.url ? TraceValue(media.url->absoluteString()) : TraceValue(media.id.text());
 }
-TraceValue value(AVPlayerItem::Status status) {
+TraceValue value(AVPlayerItemStatus status) {
   switch (status) {
-    case AVPlayerItem::Status::unknown:
+    case AVPlayerItemStatus::unknown:
       return "unknown";
-    case AVPlayerItem::Status::readyToPlay:
+    case AVPlayerItemStatus::readyToPlay:
       return "readyToPlay";
-    case AVPlayerItem::Status::failed:
+    case AVPlayerItemStatus::failed:
       return "failed";
   }
   return nullptr;

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "App/Trace.hpp"
-#include "Tavrin/VideoFeature.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
 
 namespace tavrin::app {
 

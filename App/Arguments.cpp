@@ -2,20 +2,26 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <iostream>
+#include <sstream>
 #include <string_view>
 #include <utility>
+
+#include "Tavrin/Foundation/PrintableText.hpp"
 
 namespace tavrin::app {
 
 namespace {
 
 constexpr const char* footer =
-    R"(Keys: space plays and pauses, n and p step, m mutes, 1 to 9 choose an item, q ends.
+    R"(Keys: space plays and pauses, n and p step, l and j go 5 s on and back, m mutes, 1 to 9 choose an
+item, q ends.
 
 Scripts are commands separated by semicolons or line breaks:
   set N          make the item with the number current
   next, prev     step
   play, pause    play and pause
+  seek 3s        go to a place of the video, from its start
   mute           turn the sound off and on
   wait ready     until the item is shown, or has failed
   wait end       until the video has played to its end once
@@ -48,12 +54,20 @@ std::optional<std::pair<int, int>> sizeIn(std::string_view text) {
   return std::pair(*width, *height);
 }
 
+// Written so that what is no number falls outside of the bounds.
+std::optional<std::chrono::milliseconds> patienceIn(std::string_view text) {
+  double seconds = 0;
+  const auto* end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, seconds);
+  const bool isInBounds = seconds >= 0.1 && seconds <= 3600;
+  if (read.ec != std::errc{} || read.ptr != end || !isInBounds) return std::nullopt;
+  return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+}
+
 }  // namespace
 
 std::variant<Arguments, ExitStatus> Arguments::parse(int count, const char* const* values) {
   Arguments arguments;
-  double seconds = std::chrono::duration<double>(arguments.patience).count();
-
   CLI::App app("Plays a workout: exercise videos, and animated images between them.",
                "workout-player");
   app.footer(footer);
@@ -77,16 +91,22 @@ std::variant<Arguments, ExitStatus> Arguments::parse(int count, const char* cons
       });
   app.add_flag("--mute", arguments.startsMuted, "Start with the sound off");
   app.add_flag("--no-audio", arguments.isSilent, "Open no sound device");
-  app.add_option("--patience", seconds,
-                 "How long an item may show nothing before it counts as failed (15)")
+  app.add_option("--patience", "How long an item may show nothing before it counts as failed (15)")
       ->option_text("SECONDS")
-      ->check(CLI::Range(0.1, 3600.0));
+      ->each([&](const std::string& text) {
+        const auto patience = patienceIn(text);
+        if (!patience) throw CLI::ValidationError("--patience", "must be 0.1 to 3600 seconds");
+        arguments.patience = *patience;
+      });
   try {
     app.parse(count, values);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? ExitStatus::success : ExitStatus::usage;
+    std::ostringstream complaint;
+    const int status = app.exit(error, std::cout, complaint);
+    std::istringstream lines(complaint.str());
+    for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << '\n';
+    return status == 0 ? ExitStatus::success : ExitStatus::usage;
   }
-  arguments.patience = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
   return arguments;
 }
 

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Foundation/FileManager.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/FileManager.hpp"
 
 namespace tavrin::app {
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "App/Trace.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Tavrin/Dependency/VideoCacheDependency.hpp"
+#include "Tavrin/Cache/VideoCacheDependency.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin::app {
 
@@ -22,6 +22,8 @@ enum class CacheState { streaming, onDisk, inMemory };
 /// is. Any thread.
 class CacheWatch : public std::enable_shared_from_this<CacheWatch> {
  public:
+  using ManagerId = VideoCacheDependency::ManagerId;
+
   /// `cache` does the work. It is one of a host with one manager at a time. `saved` is called on
   /// the main queue each time the cache has been asked to save a video.
   static std::shared_ptr<CacheWatch> make(VideoCacheDependency cache, std::shared_ptr<Trace> trace,
@@ -37,7 +39,6 @@ class CacheWatch : public std::enable_shared_from_this<CacheWatch> {
 
  private:
   using Clock = std::chrono::steady_clock;
-  using ManagerId = VideoCacheDependency::ManagerId;
   using Video = VideoCacheDependency::Video;
   using Item = std::shared_ptr<AVPlayerItem>;
   using Preparation = std::function<Task<void>(ManagerId, Video, Video)>;

@@ -118,6 +118,14 @@ struct Canvas::Surface {
     pango_layout_set_text(made.get(), valid.get(), -1);
     return made;
   }
+
+  Handle<PangoLayout> paragraph(std::string_view text, double width, const TextStyle& style) const {
+    auto made = layout(text, style);
+    pango_layout_set_ellipsize(made.get(), PANGO_ELLIPSIZE_NONE);
+    pango_layout_set_wrap(made.get(), PANGO_WRAP_WORD_CHAR);
+    pango_layout_set_width(made.get(), static_cast<int>(width * PANGO_SCALE));
+    return made;
+  }
 };
 
 Canvas::Canvas(int width, int height, double scale) : surface_(std::make_unique<Surface>()) {
@@ -181,6 +189,23 @@ double Canvas::text(std::string_view text, const Rect& rect, const UIColor& colo
   cairo_move_to(context, rect.x, rect.y + (rect.height - taken.height) / 2);
   pango_cairo_show_layout(context, layout.get());
   return taken.width;
+}
+
+void Canvas::paragraph(std::string_view text, const Rect& rect, const UIColor& color,
+                       const TextStyle& style) {
+  auto* context = surface_->context.get();
+  const auto layout = surface_->paragraph(text, rect.width, style);
+  pango_layout_set_height(layout.get(), static_cast<int>(std::ceil(rect.height) * PANGO_SCALE));
+  pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_END);
+  setColor(context, color);
+  cairo_move_to(context, rect.x, rect.y);
+  pango_cairo_show_layout(context, layout.get());
+}
+
+double Canvas::heightOf(std::string_view text, double width, const TextStyle& style) const {
+  int height = 0;
+  pango_layout_get_pixel_size(surface_->paragraph(text, width, style).get(), nullptr, &height);
+  return height;
 }
 
 double Canvas::widthOf(std::string_view text, const TextStyle& style) const {

@@ -7,12 +7,12 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Foundation/Error.hpp"
-#include "Platform/Media/MediaEngine.hpp"
-#include "Platform/View/Bitmap.hpp"
-#include "Platform/View/Geometry.hpp"
-#include "Platform/View/UIColor.hpp"
-#include "Platform/View/UIImage.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
+#include "Tavrin/View/Bitmap.hpp"
+#include "Tavrin/View/Geometry.hpp"
+#include "Tavrin/View/UIColor.hpp"
+#include "Tavrin/View/UIImage.hpp"
 
 namespace tavrin::app {
 
@@ -50,6 +50,11 @@ class Canvas {
   /// Centred vertically. Returns the width that the text took.
   double text(std::string_view text, const Rect& rect, const UIColor& color,
               const TextStyle& style = {});
+  /// In as many lines as it takes, from the top; the last that fits ends in an ellipsis.
+  void paragraph(std::string_view text, const Rect& rect, const UIColor& color,
+                 const TextStyle& style = {});
+  /// Of a paragraph with that width.
+  double heightOf(std::string_view text, double width, const TextStyle& style) const;
   double widthOf(std::string_view text, const TextStyle& style) const;
   /// The shape of an icon, in a colour.
   void icon(const UIImage& image, const Rect& rect, const UIColor& color);

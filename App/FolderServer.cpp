@@ -13,9 +13,19 @@
 #include <utility>
 
 #include "App/ByteRange.hpp"
-#include "Platform/Foundation/FileDescriptor.hpp"
+#include "Tavrin/Foundation/FileDescriptor.hpp"
 
 namespace tavrin::app {
+
+namespace {
+
+// Does not wait for a pipe's other end.
+FileDescriptor openFile(const std::string& folder, const std::string& path) {
+  constexpr int how = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  return FileDescriptor(::open((folder + "/" + path).c_str(), how));
+}
+
+}  // namespace
 
 // The library's callback and what it answers with. Runs on the server's thread.
 struct FolderServer::Handler {
@@ -30,8 +40,7 @@ struct FolderServer::Handler {
     // The library has decoded the path.
     const auto served = server.types_.find(std::string_view(url).substr(*url == '/' ? 1 : 0));
     if (served == server.types_.end()) return refuse(connection, MHD_HTTP_NOT_FOUND);
-    FileDescriptor file(
-        ::open((server.folder_ + "/" + served->first).c_str(), O_RDONLY | O_CLOEXEC));
+    auto file = openFile(server.folder_, served->first);
     struct stat status{};
     if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
       return refuse(connection, MHD_HTTP_NOT_FOUND);
@@ -81,6 +90,23 @@ FolderServer::FolderServer(std::string folder, const std::vector<File>& files)
 }
 
 FolderServer::~FolderServer() = default;
+
+std::optional<Error> FolderServer::whyNot(const std::string& folder, const std::string& path) {
+  const auto file = openFile(folder, path);
+  const int code = file.isOpen() ? 0 : errno;
+  const auto name = "The file \"" + path + "\" ";
+  if (code == ENOENT || code == ENOTDIR) return Error(ErrorCode::missing, name + "is missing");
+  if (code != 0) {
+    return Error(ErrorCode::unreadable,
+                 name + "cannot be read: " + std::generic_category().message(code));
+  }
+  struct stat status{};
+  if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return Error(ErrorCode::unreadable, name + "is no file but a folder, a pipe or a device");
+  }
+  if (status.st_size == 0) return Error(ErrorCode::unreadable, name + "is empty");
+  return std::nullopt;
+}
 
 std::variant<std::unique_ptr<FolderServer>, Error> FolderServer::start(
     std::string folder, const std::vector<File>& files) {

@@ -3,11 +3,12 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
-#include "Platform/Foundation/Error.hpp"
+#include "Tavrin/Foundation/Error.hpp"
 
 struct MHD_Daemon;
 
@@ -27,6 +28,8 @@ class FolderServer {
   /// Starts serving at a free port. A file that cannot be opened is answered with 404.
   static std::variant<std::unique_ptr<FolderServer>, Error> start(std::string folder,
                                                                   const std::vector<File>& files);
+  /// Why a file cannot be served, for a person; absent when it can.
+  static std::optional<Error> whyNot(const std::string& folder, const std::string& path);
   /// Ends every connection at once.
   ~FolderServer();
   FolderServer(const FolderServer&) = delete;

@@ -4,9 +4,11 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
-#include "Platform/View/AnimatedImageView.hpp"
-#include "Tavrin/GifView.hpp"
+#include "Tavrin/View/AnimatedImageView.hpp"
+#include "Tavrin/View/GifView.hpp"
+#include "Tavrin/View/State.hpp"
 
 namespace tavrin::app {
 
@@ -21,8 +23,11 @@ class ImageShow {
   /// The frame due now; absent until there is one.
   std::optional<AnimatedImageView::Frame> frame(TimePoint now) const { return view_->frame(now); }
   bool isFailed() const { return gif_.isFailed(); }
+  /// Why the last load failed; empty before one has.
+  std::string failure() const { return failure_.get(); }
 
  private:
+  const State<std::string> failure_{""};
   const GifView gif_;
   const std::shared_ptr<AnimatedImageView> view_;
 };

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Platform/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
 
 namespace tavrin::app {
 

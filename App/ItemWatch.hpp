@@ -4,8 +4,8 @@
 #include <memory>
 #include <string_view>
 
-#include "Platform/Foundation/KeyValueObservation.hpp"
-#include "Platform/Media/AVPlayerItem.hpp"
+#include "Tavrin/Foundation/KeyValueObservation.hpp"
+#include "Tavrin/Media/AVPlayerItem.hpp"
 
 namespace tavrin::app {
 

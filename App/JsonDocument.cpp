@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
-#include <optional>
+#include <ranges>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -39,84 +40,114 @@ class CountingIterator {
   const char** reached_;
 };
 
-// Follows the parser through the text and notes where the values begin.
-class PlaceKeeper {
- public:
-  PlaceKeeper(std::string_view text, std::map<std::string, std::size_t>& offsets)
-      : text_(text), reached_(text.data()), offsets_(offsets) {}
-
-  CountingIterator begin() { return {text_.data(), &reached_}; }
-  CountingIterator end() { return {text_.data() + text_.size(), &reached_}; }
-  const std::optional<std::size_t>& repeatedKey() const { return repeatedKey_; }
-
-  void note(json::parse_event_t event, const json& parsed) {
-    switch (event) {
-      case json::parse_event_t::key:
-        return noteKey(parsed.get<std::string>());
-      case json::parse_event_t::object_start:
-        return open(false);
-      case json::parse_event_t::array_start:
-        return open(true);
-      case json::parse_event_t::value:
-        return noteElement();
-      case json::parse_event_t::object_end:
-      case json::parse_event_t::array_end:
-        open_.pop_back();
-    }
-  }
-
- private:
-  struct Level {
-    bool isArray;
-    std::size_t next = 0;  // of an array
-    std::string label;     // of the value that comes next or is open
-  };
-
-  std::size_t offset() const { return static_cast<std::size_t>(reached_ - text_.data()); }
-
-  std::string path() const {
-    std::string joined;
-    for (const auto& level : open_) joined += "/" + level.label;
-    return joined;
-  }
-
-  void noteKey(std::string key) {
-    open_.back().label = std::move(key);
-    const auto value = text_.find_first_not_of(" \t\r\n:", offset());
-    const bool isNew = offsets_.emplace(path(), std::min(value, text_.size())).second;
-    if (!isNew && !repeatedKey_) repeatedKey_ = offset() - 1;
-  }
-
-  void noteElement() {
-    if (open_.empty() || !open_.back().isArray) return;
-    open_.back().label = std::to_string(open_.back().next++);
-    offsets_.emplace(path(), offset() - 1);
-  }
-
-  void open(bool isArray) {
-    // Deeper than anything that is asked for; each level would make every path longer.
-    constexpr std::size_t depthLimit = 64;
-    if (open_.size() == depthLimit) {
-      throw TextError{"this is nested too deeply", placeOf(text_, offset() - 1)};
-    }
-    noteElement();
-    if (open_.empty()) offsets_.emplace("", offset() - 1);
-    open_.push_back({isArray, 0, {}});
-  }
-
-  const std::string_view text_;
-  const char* reached_;
-  std::map<std::string, std::size_t>& offsets_;
-  std::vector<Level> open_;
-  std::optional<std::size_t> repeatedKey_;
-};
-
 // Leaves out the library's own numbering and its place, which is told apart from the message.
 std::string plainMessage(std::string_view what) {
   const auto start = what.find(": ");
   if (start != std::string_view::npos) what.remove_prefix(start + 2);
   return std::string(what);
 }
+
+// Walks through a text without keeping its values: finds what would make them too many or too deep
+// to keep, and where the value of a path begins.
+class Walk final : public json::json_sax_t {
+ public:
+  Walk(std::string_view text, std::string_view path) : text_(text), reached_(text.data()) {
+    for (const auto part : path.substr(path.empty() ? 0 : 1) | std::views::split('/')) {
+      wanted_.emplace_back(part.begin(), part.end());
+    }
+    if (path.empty()) wanted_.clear();
+  }
+
+  // Throws what is wrong with the text.
+  void run() {
+    json::sax_parse(CountingIterator(text_.data(), &reached_),
+                    CountingIterator(text_.data() + text_.size(), &reached_), this);
+  }
+
+  // Of the value that the path leads to, or of the innermost around it.
+  std::size_t found() const { return found_; }
+
+  bool null() override { return noteValue(); }
+  bool boolean(bool) override { return noteValue(); }
+  bool number_integer(number_integer_t) override { return noteValue(); }
+  bool number_unsigned(number_unsigned_t) override { return noteValue(); }
+  bool number_float(number_float_t, const string_t&) override { return noteValue(); }
+  bool string(string_t&) override { return noteValue(); }
+  bool binary(binary_t&) override { return noteValue(); }
+  bool start_object(std::size_t) override { return open(false); }
+  bool start_array(std::size_t) override { return open(true); }
+  bool end_object() override { return close(); }
+  bool end_array() override { return close(); }
+
+  bool key(string_t& name) override {
+    auto& object = open_.back();
+    if (!object.names.insert(name).second) fail("this name stands twice in one object");
+    object.label = name;
+    const auto value = text_.find_first_not_of(" \t\r\n:", offset());
+    match(std::min(value, text_.size()));
+    return true;
+  }
+
+  bool parse_error(std::size_t place, const std::string&,
+                   const nlohmann::detail::exception& error) override {
+    throw TextError{plainMessage(error.what()), placeOf(text_, place > 0 ? place - 1 : 0)};
+  }
+
+ private:
+  struct Level {
+    bool isArray;
+    std::size_t next = 0;                   // of an array
+    std::unordered_set<std::string> names;  // of an object, so far
+    std::string label;                      // of the value that comes next or is open
+  };
+
+  std::size_t offset() const { return static_cast<std::size_t>(reached_ - text_.data()); }
+
+  [[noreturn]] void fail(const char* message) const {
+    throw TextError{message, placeOf(text_, offset() - 1)};
+  }
+
+  bool noteValue() {
+    if (++values_ > JsonDocument::valueLimit) fail("this file holds too many values");
+    if (open_.empty()) {
+      found_ = offset() - 1;
+    } else if (open_.back().isArray) {
+      open_.back().label = std::to_string(open_.back().next++);
+      match(offset() - 1);
+    }
+    return true;
+  }
+
+  // A value begins at the place, with the label of the innermost level.
+  void match(std::size_t place) {
+    const auto depth = open_.size();
+    matched_ = std::min(matched_, depth - 1);
+    if (matched_ != depth - 1 || depth > wanted_.size()) return;
+    if (wanted_[depth - 1] != open_.back().label) return;
+    matched_ = depth;
+    found_ = place;
+  }
+
+  bool open(bool isArray) {
+    if (open_.size() == JsonDocument::depthLimit) fail("this is nested too deeply");
+    noteValue();
+    open_.push_back({isArray, 0, {}, {}});
+    return true;
+  }
+
+  bool close() {
+    open_.pop_back();
+    return true;
+  }
+
+  const std::string_view text_;
+  const char* reached_;
+  std::vector<std::string> wanted_;  // the labels of the path
+  std::vector<Level> open_;
+  std::size_t matched_ = 0;  // how many of the wanted labels lead to where the walk is
+  std::size_t found_ = 0;
+  std::size_t values_ = 0;
+};
 
 }  // namespace
 
@@ -137,36 +168,20 @@ std::string TextError::text() const {
 }
 
 std::variant<JsonDocument, TextError> JsonDocument::parse(std::string_view text) {
-  JsonDocument document;
-  document.text_ = text;
-  PlaceKeeper keeper(text, document.offsets_);
   try {
-    document.root_ =
-        json::parse(keeper.begin(), keeper.end(), [&](int, json::parse_event_t event, json& value) {
-          keeper.note(event, value);
-          return true;
-        });
+    Walk(text, "").run();
+    return JsonDocument(json::parse(text), std::string(text));
   } catch (TextError& error) {
     return std::move(error);
-  } catch (const json::parse_error& error) {
-    return TextError{plainMessage(error.what()),
-                     placeOf(text, error.byte > 0 ? error.byte - 1 : 0)};
   } catch (const json::exception& error) {
     return TextError{plainMessage(error.what()), placeOf(text, text.size())};
   }
-  if (keeper.repeatedKey()) {
-    return TextError{"this name stands twice in one object", placeOf(text, *keeper.repeatedKey())};
-  }
-  return document;
 }
 
-TextPlace JsonDocument::place(std::string path) const {
-  for (;;) {
-    const auto found = offsets_.find(path);
-    if (found != offsets_.end()) return placeOf(text_, found->second);
-    if (path.empty()) return {};
-    path.resize(path.rfind('/'));
-  }
+TextPlace JsonDocument::place(std::string_view path) const {
+  Walk walk(text_, path);
+  walk.run();
+  return placeOf(text_, walk.found());
 }
 
 }  // namespace tavrin::app

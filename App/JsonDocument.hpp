@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace tavrin::app {
@@ -29,20 +29,26 @@ struct TextError {
   std::string text() const;
 };
 
-/// A parsed JSON text that knows where each of its values stands.
+/// A parsed JSON text that can tell where each of its values stands.
 class JsonDocument {
  public:
+  // More of either is an error. They bound the memory that a file can take, some 100 bytes a value.
+  static constexpr std::size_t depthLimit = 64;
+  static constexpr std::size_t valueLimit = 250'000;
+
   static std::variant<JsonDocument, TextError> parse(std::string_view text);
 
   const nlohmann::json& root() const { return root_; }
   /// Where the value begins that a path such as "/media/2/url" leads to; for a path that leads to
-  /// nothing, the value around it.
-  TextPlace place(std::string path) const;
+  /// nothing, the value around it. Reads the text again.
+  TextPlace place(std::string_view path) const;
 
  private:
+  JsonDocument(nlohmann::json root, std::string text)
+      : root_(std::move(root)), text_(std::move(text)) {}
+
   nlohmann::json root_;
   std::string text_;
-  std::map<std::string, std::size_t> offsets_;  // by path
 };
 
 }  // namespace tavrin::app

@@ -1,20 +1,20 @@
 #include "App/Program.hpp"
 
-#include <iostream>
 #include <memory>
 #include <string>
 #include <utility>
 
 #include "App/AudioDevice.hpp"
 #include "App/FolderServer.hpp"
+#include "App/LibrarySetup.hpp"
 #include "App/Reporter.hpp"
 #include "App/Screen.hpp"
 #include "App/ScriptRunner.hpp"
+#include "App/StandardStreams.hpp"
+#include "App/TextFile.hpp"
 #include "App/Window.hpp"
 #include "App/WorkoutFile.hpp"
-#include "Derived/Sources/TavrinBundle.hpp"
-#include "Platform/Foundation/FileManager.hpp"
-#include "Platform/Mpv/MpvEngine.hpp"
+#include "Tavrin/Resources/TavrinBundle.hpp"
 
 namespace tavrin::app {
 
@@ -40,12 +40,11 @@ std::string sampleWorkout() {
 }
 
 std::string read(const std::string& path, const char* what) {
-  const auto contents = FileManager::contents(path);
-  if (!contents) fail(std::string("cannot read the ") + what + " \"" + path + "\"");
-  if (contents->count() > workoutFileLimit) {
-    fail(std::string("the ") + what + " \"" + path + "\" is larger than 4 MiB");
+  auto text = readTextFile(path);
+  if (const auto* error = std::get_if<Error>(&text)) {
+    fail(std::string("cannot read the ") + what + " \"" + path + "\": " + error->description);
   }
-  return std::string(contents->text());
+  return std::get<std::string>(std::move(text));
 }
 
 Workout readWorkout(const std::string& path) {
@@ -77,6 +76,13 @@ std::unique_ptr<FolderServer> serve(const Workout& workout, const std::string& f
   return std::get<std::unique_ptr<FolderServer>>(std::move(started));
 }
 
+// A person who wrote the workout wants to know of the file, not of the server in between.
+std::optional<std::string> whyMissing(const Workout::Item& item, const std::string& folder) {
+  if (!item.isLocal) return std::nullopt;
+  const auto error = FolderServer::whyNot(folder, URL::percentDecode(item.address));
+  return error ? std::optional(error->description) : std::nullopt;
+}
+
 std::optional<Script> readScript(const Arguments& arguments, std::int64_t itemCount) {
   if (!arguments.script) return std::nullopt;
   const bool isFile = arguments.script->starts_with('@');
@@ -92,19 +98,10 @@ std::unique_ptr<Window> openWindow(const Arguments& arguments, const std::string
   if (arguments.isHeadless || arguments.snapshot) return nullptr;
   auto opened = Window::open(title, arguments.width, arguments.height);
   if (const auto* error = std::get_if<Error>(&opened)) {
-    std::cerr << "workout-player: no window: " << error->description << "; playing without one\n";
+    complain("no window: " + error->description + "; playing without one");
     return nullptr;
   }
   return std::get<std::unique_ptr<Window>>(std::move(opened));
-}
-
-// Nobody listens to a run without a window.
-void chooseEngine(bool hasSound) {
-  MpvEngineOptions options;
-  if (!hasSound) options.sound = MpvEngineOptions::Sound::none;
-  MediaEngine::setFactory([options](std::weak_ptr<MediaEngine::Listener> listener) {
-    return makeMpvEngine(std::move(listener), options);
-  });
 }
 
 TraceValue traceOf(const Totals& totals) {
@@ -117,15 +114,14 @@ TraceValue traceOf(const Totals& totals) {
 // One run, from the first item to the totals.
 class Run {
  public:
-  Run(const Arguments& arguments, const Workout& workout, const FolderServer* server,
-      std::unique_ptr<Window> window, std::shared_ptr<Trace> trace)
+  Run(const Arguments& arguments, const Workout& workout, std::string folder,
+      const FolderServer* server, std::unique_ptr<Window> window, std::shared_ptr<Trace> trace)
       : arguments_(arguments),
         trace_(std::move(trace)),
         window_(std::move(window)),
-        player_(settings(workout), workout.media(server ? server->address() : ""), trace_),
-        reporter_(player_, *trace_, [](const std::string& line) {
-          std::cout << line << '\n' << std::flush;
-        }) {}
+        player_(settings(workout, std::move(folder)),
+                workout.media(server ? server->address() : ""), trace_),
+        reporter_(player_, *trace_, print) {}
 
   ExitStatus play(std::optional<Script> script) {
     const auto& media = player_.state().media();
@@ -155,12 +151,15 @@ class Run {
   }
 
  private:
-  WorkoutPlayer::Settings settings(const Workout& workout) {
+  WorkoutPlayer::Settings settings(const Workout& workout, std::string folder) {
     WorkoutPlayer::Settings settings;
     settings.title = workout.title;
     settings.isExerciseLooping = workout.isExerciseLooping;
     settings.startsMuted = arguments_.startsMuted;
     settings.patience = arguments_.patience;
+    settings.explain = [items = workout.items, folder = std::move(folder)](std::int64_t position) {
+      return whyMissing(items[static_cast<std::size_t>(position)], folder);
+    };
     if (window_) settings.pictureIsNew = [window = window_.get()] { window->pictureIsNew(); };
     return settings;
   }
@@ -203,8 +202,7 @@ class Run {
     const auto error = canvas.writePng(path);
     trace_->write(Trace::Kind::note, "snapshot", {{"path", path}, {"isWritten", !error}});
     if (!error) return reporter_.tell("snapshot", path);
-    std::cerr << "workout-player: cannot write the picture \"" << path
-              << "\": " << error->description << '\n';
+    complain("cannot write the picture \"" + path + "\": " + error->description);
     couldWrite_ = false;
   }
 
@@ -214,11 +212,9 @@ class Run {
     reporter_.tell("total", totals.text());
     trace_->write(Trace::Kind::note, "total", traceOf(totals));
     player_.setChangeHandler({});
-    if (trace_->hasFailed()) {
-      std::cerr << "workout-player: the trace could not be written to its end\n";
-      couldWrite_ = false;
-    }
-    if (!couldWrite_) return ExitStatus::unreadable;
+    if (trace_->hasFailed()) complain("the trace could not be written to its end");
+    if (!isPrinted()) complain("standard output could not be written to its end");
+    if (!couldWrite_ || trace_->hasFailed() || !isPrinted()) return ExitStatus::unreadable;
     return totals.failed > 0 ? ExitStatus::itemFailed : ExitStatus::success;
   }
 
@@ -238,12 +234,16 @@ ExitStatus run(const Arguments& arguments) {
     const auto workout = readWorkout(path);
     auto script = readScript(arguments, static_cast<std::int64_t>(workout.items.size()));
     const auto trace = openTrace(arguments);
-    const auto server = serve(workout, folderOf(path));
+    const auto folder = folderOf(path);
+    const auto server = serve(workout, folder);
     auto window = openWindow(arguments, workout.title);
+    chooseCache();
+    // Nobody listens to a run without a window.
     chooseEngine(window && !arguments.isSilent && hasAudioDevice());
-    return Run(arguments, workout, server.get(), std::move(window), trace).play(std::move(script));
+    return Run(arguments, workout, folder, server.get(), std::move(window), trace)
+        .play(std::move(script));
   } catch (const Failure& failure) {
-    std::cerr << "workout-player: " << failure.message << '\n';
+    complain(failure.message);
     return failure.status;
   }
 }

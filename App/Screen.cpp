@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <string>
 
-#include "Derived/Sources/TavrinAsset.hpp"
+#include "App/FailureCard.hpp"
+#include "App/Palette.hpp"
+#include "App/ScreenText.hpp"
+#include "Tavrin/Resources/TavrinAsset.hpp"
 
 namespace tavrin::app {
 
@@ -14,41 +16,13 @@ namespace {
 using Weight = TextStyle::Weight;
 using Align = TextStyle::Align;
 using Kind = ScreenControl::Kind;
-
-constexpr UIColor rgb(unsigned hex, double alpha = 1) {
-  return {((hex >> 16U) & 255U) / 255.0, ((hex >> 8U) & 255U) / 255.0, (hex & 255U) / 255.0, alpha};
-}
-
-constexpr UIColor background = rgb(0x0C0F13);
-constexpr UIColor stageColor = rgb(0x000000);
-constexpr UIColor panel = rgb(0x171C22);
-constexpr UIColor panelRaised = rgb(0x212830);
-constexpr UIColor track = rgb(0x2B333C);
-constexpr UIColor primary = rgb(0xF3F6F8);
-constexpr UIColor secondary = rgb(0x9DA8B3);
-constexpr UIColor faint = rgb(0x76818C);
-constexpr UIColor disabled = rgb(0x4A545E);
-constexpr UIColor onAccent = rgb(0x06150F);
-constexpr UIColor blue = rgb(0x7FB2FF);
-constexpr UIColor amber = rgb(0xF6BE5B);
-constexpr UIColor red = rgb(0xFF7A70);
-
-Rect inset(const Rect& rect, double by) {
-  return {rect.x + by, rect.y + by, rect.width - 2 * by, rect.height - 2 * by};
-}
+using namespace palette;
 
 Rect fitted(double width, double height, const Rect& into) {
   const double scale = std::min(into.width / width, into.height / height);
   const Size size{width * scale, height * scale};
   return {into.x + (into.width - size.width) / 2, into.y + (into.height - size.height) / 2,
           size.width, size.height};
-}
-
-std::string clock(double seconds) {
-  const auto whole = static_cast<long>(std::max(0.0, seconds));
-  char text[32];
-  static_cast<void>(std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60));
-  return text;
 }
 
 class ScreenPainter {
@@ -110,7 +84,7 @@ class ScreenPainter {
 
   void paintStage() {
     const auto& stage = layout_.stage;
-    canvas_.fill(stage, stageColor);
+    canvas_.fill(stage, palette::stage);
     switch (model_.stage) {
       case ScreenModel::Stage::failed:
         return paintCard();
@@ -121,66 +95,50 @@ class ScreenPainter {
           canvas_.bitmap(*model_.image, fitted(model_.image->width, model_.image->height, stage));
         }
         if (!isDrawn) return paintNote("Loading");
-        if (model_.isStalled) paintNote("Waiting for the network");
+        if (!model_.note.empty()) paintNote(model_.note);
         return;
       }
       case ScreenModel::Stage::loading:
-        return paintNote("Loading");
+        return paintNote(model_.note);
       case ScreenModel::Stage::empty:
         canvas_.text(model_.title, inset(stage, 24), primary,
                      {.size = 24, .weight = Weight::semibold, .align = Align::center});
     }
   }
 
-  void paintNote(const char* note) {
+  void paintNote(const std::string& note) {
     const TextStyle style{.size = 13, .weight = Weight::medium, .align = Align::center};
     const auto& stage = layout_.stage;
-    const double width = canvas_.widthOf(note, style) + 32;
+    const double width = std::min(canvas_.widthOf(note, style) + 32, stage.width - 8);
     const Rect pill{stage.x + (stage.width - width) / 2, stage.y + stage.height / 2 - 17, width,
                     34};
     auto shade = panelRaised;
     shade.alpha = 0.92;
     canvas_.fill(pill, shade, 17);
-    canvas_.text(note, pill, secondary, style);
+    canvas_.text(note, inset(pill, 8), secondary, style);
   }
 
   void paintCard() {
-    const auto& stage = layout_.stage;
-    const bool isRoomy = stage.height >= 190 && stage.width >= 260;
-    const double width = std::min(400.0, stage.width - 24);
-    const double height = std::min(isRoomy ? 166.0 : 84.0, stage.height - 8);
-    const Rect card{stage.x + (stage.width - width) / 2, stage.y + (stage.height - height) / 2,
-                    width, height};
-    canvas_.fill(card, panel, 16);
-    canvas_.outline(card, panelRaised, 16, 1);
-    double y = card.y + 14;
-    if (isRoomy) {
-      const Rect disc{card.x + width / 2 - 22, card.y + 18, 44, 44};
-      auto tint = red;
-      tint.alpha = 0.16;
-      canvas_.fill(disc, tint, 22);
-      canvas_.icon(*kindIcon(item(*model_.current)).image(), inset(disc, 11), red);
-      y = disc.y + disc.height + 10;
-    }
-    const Rect line{card.x + 16, y, width - 32, 22};
-    canvas_.text("Could not load", line, primary,
-                 {.size = 17, .weight = Weight::semibold, .align = Align::center});
-    canvas_.text("Item " + place() + "  ·  " + item(*model_.current).name,
-                 {line.x, line.y + 26, line.width, 18}, secondary,
-                 {.size = 13, .align = Align::center});
-    if (isRoomy && !model_.failure.empty()) {
-      canvas_.text(model_.failure, {line.x, line.y + 48, line.width, 18}, faint,
-                   {.size = 12, .align = Align::center});
-    }
+    const auto& failed = item(*model_.current);
+    const auto text = "Item " + place() + "  ·  " + failed.name;
+    FailureCard{*kindIcon(failed).image(), text, model_.failure}.draw(canvas_, layout_.stage);
   }
 
+  // What has been played lies on what has come, and that on the whole.
   void paintProgress() {
     const auto& bar = layout_.progress;
+    const auto paintPart = [&](double part, const UIColor& color) {
+      canvas_.fill({bar.x, bar.y, std::max(bar.height, bar.width * part), bar.height}, color, 2);
+    };
     canvas_.fill(bar, track, 2);
+    if (model_.loaded > 0) paintPart(model_.loaded, loaded);
     if (!model_.duration || *model_.duration <= 0) return;
     const double part = std::clamp(model_.seconds / *model_.duration, 0.0, 1.0);
-    canvas_.fill({bar.x, bar.y, std::max(4.0, bar.width * part), bar.height}, accent_, 2);
-    canvas_.fill({bar.x + bar.width * part - 5, bar.y - 3, 10, 10}, accent_, 5);
+    paintPart(part, accent_);
+    if (!model_.canSeek) return;
+    const double side = isHovered({Kind::position}) ? 14 : 10;
+    canvas_.fill({bar.x + bar.width * part - side / 2, bar.y + (bar.height - side) / 2, side, side},
+                 accent_, side / 2);
   }
 
   void paintControls() {
@@ -204,14 +162,27 @@ class ScreenPainter {
 
     const Rect left{layout_.progress.x, layout_.controls.y + 10,
                     layout_.previous.x - layout_.progress.x - 8, layout_.controls.height - 6};
-    canvas_.text(positionText(), left, secondary, {.size = 13, .weight = Weight::medium});
+    // A part of a time would be another time.
+    const TextStyle style{.size = 13, .weight = Weight::medium};
+    const auto text = positionText();
+    if (canvas_.widthOf(text, style) <= left.width) canvas_.text(text, left, secondary, style);
+    paintDownloads();
+  }
+
+  void paintDownloads() {
+    const double start = layout_.next.x + layout_.next.width + 16;
+    const Rect room{start, layout_.controls.y + 10, layout_.mute.x - 8 - start,
+                    layout_.controls.height - 6};
+    constexpr double least = 90;
+    if (model_.downloads.empty() || room.width < least) return;
+    canvas_.text(model_.downloads, room, faint, {.size = 12, .align = Align::trailing});
   }
 
   std::string positionText() const {
     if (model_.stage != ScreenModel::Stage::shown) return "";
     if (!model_.isVideo()) return "Animated image";
-    if (!model_.duration) return clock(model_.seconds);
-    return clock(model_.seconds) + " / " + clock(std::round(*model_.duration));
+    if (!model_.duration) return clockText(model_.seconds);
+    return clockText(model_.seconds) + " / " + clockText(std::round(*model_.duration));
   }
 
   void paintIcon(const TavrinImages& icon, const Rect& button, double side, bool isEnabled,
@@ -227,21 +198,17 @@ class ScreenPainter {
   }
 
   struct Look {
-    const char* label;
+    std::string label;
     UIColor color;
   };
   Look lookOf(const ScreenModel::Item& item) const {
     if (item.hasFailed) return {"could not load", red};
     if (!item.cache) return {"image", secondary};
-    switch (*item.cache) {
-      case CacheState::streaming:
-        return {"streaming", amber};
-      case CacheState::onDisk:
-        return {"on disk", blue};
-      case CacheState::inMemory:
-        return {"in memory", accent_};
-    }
-    return {"", secondary};
+    if (*item.cache == CacheState::inMemory) return {"in memory", accent_};
+    if (*item.cache == CacheState::onDisk) return {"on disk", blue};
+    if (!item.download) return {"streaming", amber};
+    const auto come = progressText(*item.download);
+    return {come.empty() ? "to load" : "loading " + come, amber};
   }
 
   void paintItem(const Rect& rect, std::int64_t position) {

@@ -14,6 +14,11 @@ bool contains(const Rect& rect, double x, double y) {
   return x >= rect.x && x < rect.x + rect.width && y >= rect.y && y < rect.y + rect.height;
 }
 
+// Higher by so much on both sides.
+Rect grown(const Rect& rect, double by) {
+  return {rect.x, rect.y - by, rect.width, rect.height + 2 * by};
+}
+
 Rect centred(double x, double y, double side) { return {x - side / 2, y - side / 2, side, side}; }
 
 // As many items as fit, the current one among them.
@@ -32,6 +37,25 @@ void placeItems(ScreenLayout& layout, double width, double top, double height,
     const double x = (width - taken) / 2 + (each + gap) * static_cast<double>(i);
     layout.items.push_back({x, top, each, height});
   }
+}
+
+// The three that drive playback in the middle, the sound at the right edge; side by side where
+// there is no room for that.
+void placeButtons(ScreenLayout& layout, double width, double middle, double playSide) {
+  constexpr double side = 40;
+  double center = width / 2;
+  double apart = playSide + 16;
+  double mute = width - margin - side / 2 + 4;
+  if (center + apart + side > mute) {
+    apart = width / 4;
+    center = apart * 1.5;
+    mute = apart * 3.5;
+    playSide = side;
+  }
+  layout.playPause = centred(center, middle, playSide);
+  layout.previous = centred(center - apart, middle, side);
+  layout.next = centred(center + apart, middle, side);
+  layout.mute = centred(mute, middle, side);
 }
 
 }  // namespace
@@ -59,16 +83,15 @@ ScreenLayout ScreenLayout::make(Size screen, std::int64_t itemCount,
   if (hasHeader) layout.leave = centred(margin + 14, headerHeight / 2, 40);
 
   const double middle = controlsTop + 10 + (controlsHeight - 10) / 2 + 2;
-  const double side = isTall ? 48 : 40;
-  const double apart = side + 16;
-  layout.playPause = centred(width / 2, middle, side);
-  layout.previous = centred(width / 2 - apart, middle, 40);
-  layout.next = centred(width / 2 + apart, middle, 40);
-  layout.mute = centred(width - margin - 16, middle, 40);
+  placeButtons(layout, width, middle, isTall ? 48 : 40);
   if (hasItems && itemCount > 0) {
     placeItems(layout, width, itemsTop, itemHeight, itemCount, current.value_or(0));
   }
   return layout;
+}
+
+double ScreenLayout::partAt(double x) const {
+  return std::clamp((x - progress.x) / std::max(1.0, progress.width), 0.0, 1.0);
 }
 
 std::optional<ScreenControl> ScreenLayout::controlAt(double x, double y) const {
@@ -81,12 +104,10 @@ std::optional<ScreenControl> ScreenLayout::controlAt(double x, double y) const {
   for (const auto& [rect, kind] : buttons) {
     if (contains(*rect, x, y)) return ScreenControl{kind};
   }
+  if (contains(grown(progress, 8), x, y)) return ScreenControl{Kind::position};
   for (std::size_t i = 0; i < items.size(); ++i) {
-    Rect target = items[i];
-    if (!itemsHaveNames) {  // a thin line is hard to hit
-      target.y -= 6;
-      target.height += 12;
-    }
+    // A thin line is hard to hit.
+    const Rect target = itemsHaveNames ? items[i] : grown(items[i], 6);
     if (contains(target, x, y)) {
       return ScreenControl{Kind::item, firstItem + static_cast<std::int64_t>(i)};
     }

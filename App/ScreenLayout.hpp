@@ -4,13 +4,13 @@
 #include <optional>
 #include <vector>
 
-#include "Platform/View/Geometry.hpp"
+#include "Tavrin/View/Geometry.hpp"
 
 namespace tavrin::app {
 
 /// Something on the screen that can be pressed.
 struct ScreenControl {
-  enum class Kind { leave, previous, playPause, next, mute, item };
+  enum class Kind { leave, previous, playPause, next, mute, position, item };
 
   Kind kind;
   std::int64_t position = 0;  // of an item
@@ -38,6 +38,8 @@ struct ScreenLayout {
   static ScreenLayout make(Size screen, std::int64_t itemCount,
                            std::optional<std::int64_t> current);
 
+  /// Which part of a video a place on the position bar, or beside it, stands for: 0 to 1.
+  double partAt(double x) const;
   /// The control at a place, if any.
   std::optional<ScreenControl> controlAt(double x, double y) const;
 };

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "App/CacheWatch.hpp"
-#include "Platform/Media/MediaEngine.hpp"
-#include "Platform/View/Bitmap.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
+#include "Tavrin/View/Bitmap.hpp"
 
 namespace tavrin::app {
 
@@ -24,6 +24,8 @@ struct ScreenModel {
     bool hasFailed = false;
     /// Absent for an image.
     std::optional<CacheState> cache;
+    /// Absent unless it is being downloaded.
+    std::optional<DownloadProgress> download;
   };
   enum class Stage { empty, loading, shown, failed };
 
@@ -36,12 +38,18 @@ struct ScreenModel {
   std::string failure;
   bool isPlaying = false;
   bool isMuted = false;
-  bool isStalled = false;
+  /// What the person waits for; empty when for nothing.
+  std::string note;
+  /// What is being downloaded, the watched video first; empty when nothing is.
+  std::string downloads;
   bool canGoBack = false;
   bool canGoOn = false;
+  bool canSeek = false;
   double seconds = 0;
   /// Absent where it is not known, and for an image.
   std::optional<double> duration;
+  /// How much of the current video has come, 0 to 1.
+  double loaded = 0;
 
   /// Draw the current picture: a video's by the function, an image's from its bitmap.
   std::function<bool(const PixelBuffer&)> drawVideo;
@@ -49,9 +57,6 @@ struct ScreenModel {
 
   bool isVideo() const { return current && items[static_cast<std::size_t>(*current)].isVideo; }
 };
-
-/// A name for a person, from a file's: "jumping-jacks.mp4" is "Jumping jacks".
-std::string displayName(const std::string& fileName);
 
 /// What `player` shows at a time. The model must not outlive it.
 ScreenModel screenModel(const WorkoutPlayer& player, std::chrono::steady_clock::time_point now);

@@ -73,13 +73,14 @@ class CommandParser {
     }
     if (word_ == "set") return set();
     if (word_ == "wait") return wait();
+    if (word_ == "seek") return seek();
     if (word_ == "snapshot") {
       if (rest_.empty()) fail(word_, "\"snapshot\" needs the name of a file");
       return {.kind = Kind::snapshot, .path = std::string(rest_)};
     }
     fail(word_, quoted(word_) +
-                    " is no command; there are set, next, prev, mute, pause, play, wait, "
-                    "snapshot and quit");
+                    " is no command; there are set, next, prev, mute, pause, play, seek, "
+                    "wait, snapshot and quit");
   }
 
  private:
@@ -90,6 +91,14 @@ class CommandParser {
            std::string("\"set\" needs the number of an item, 1 to ") + std::to_string(itemCount_));
     }
     return {.kind = Kind::set, .number = *number};
+  }
+
+  ScriptCommand seek() const {
+    const auto time = duration(rest_);
+    if (!time) {
+      fail(rest_.empty() ? word_ : rest_, "\"seek\" needs a time from the start, such as 3s");
+    }
+    return {.kind = Kind::seek, .duration = *time};
   }
 
   ScriptCommand wait() const {

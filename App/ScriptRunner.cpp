@@ -54,6 +54,9 @@ bool ScriptRunner::carryOut(const ScriptCommand& command, Clock::time_point now)
     case Kind::play:
       player_.play();
       return true;
+    case Kind::seek:
+      player_.seek(std::chrono::duration<double>(command.duration).count());
+      return true;
     case Kind::snapshot:
       takeSnapshot_(command.path);
       return true;

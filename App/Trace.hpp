@@ -9,8 +9,8 @@
 #include <string_view>
 #include <variant>
 
-#include "Platform/Foundation/Error.hpp"
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin::app {
 

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "Tavrin/Foundation/PrintableText.hpp"
+
 namespace tavrin::app {
 
 namespace {
@@ -33,7 +35,7 @@ std::variant<std::unique_ptr<Window>, Error> Window::open(const std::string& tit
   if (SDL_Init(SDL_INIT_VIDEO) != 0) return sdlError();
   std::unique_ptr<Window> window(new Window);
   window->window_.reset(SDL_CreateWindow(
-      title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height,
+      printable(title).c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height,
       static_cast<Uint32>(SDL_WINDOW_RESIZABLE) | static_cast<Uint32>(SDL_WINDOW_ALLOW_HIGHDPI)));
   if (!window->window_) return sdlError();
   SDL_SetWindowMinimumSize(window->window_.get(), 240, 160);
@@ -89,16 +91,19 @@ void Window::handle(const SDL_Event& event, WorkoutPlayer& player) {
       hasLeft_ = true;
       return;
     case SDL_KEYDOWN:
-      if (event.key.repeat == 0) handleKey(event.key.keysym.sym, player);
-      return;
-    case SDL_MOUSEBUTTONDOWN:
-      if (event.button.button == SDL_BUTTON_LEFT) {
-        const auto control = controlAt(event.button.x, event.button.y, player);
-        if (control) press(*control, player);
+      if (event.key.repeat == 0) {
+        handleKey(event.key.keysym.sym, (event.key.keysym.mod & KMOD_SHIFT) != 0, player);
       }
       return;
+    case SDL_MOUSEBUTTONDOWN:
+      if (event.button.button == SDL_BUTTON_LEFT) pointAt(event.button.x, event.button.y, player);
+      return;
+    case SDL_MOUSEBUTTONUP:
+      if (event.button.button == SDL_BUTTON_LEFT) isDragging_ = false;
+      return;
     case SDL_MOUSEMOTION: {
-      const auto hovered = controlAt(event.motion.x, event.motion.y, player);
+      if (isDragging_) return drag(event.motion.x, player);
+      const auto hovered = layout(player).controlAt(event.motion.x, event.motion.y);
       if (hovered != std::exchange(hovered_, hovered)) needsDrawing_ = true;
       return;
     }
@@ -115,8 +120,23 @@ void Window::handle(const SDL_Event& event, WorkoutPlayer& player) {
   }
 }
 
-void Window::handleKey(std::int32_t key, WorkoutPlayer& player) {
+void Window::pointAt(int x, int y, WorkoutPlayer& player) {
+  const auto control = layout(player).controlAt(x, y);
+  if (!control) return;
+  isDragging_ = control->kind == ScreenControl::Kind::position;
+  isDragging_ ? drag(x, player) : press(*control, player);
+}
+
+void Window::drag(int x, WorkoutPlayer& player) const {
+  player.seek(layout(player).partAt(x) * player.duration().value_or(0));
+}
+
+void Window::handleKey(std::int32_t key, bool hasShift, WorkoutPlayer& player) {
   using Kind = ScreenControl::Kind;
+  constexpr double jump = 5;  // seconds
+  const bool goesOn = key == SDLK_l || (hasShift && key == SDLK_RIGHT);
+  const bool goesBack = key == SDLK_j || (hasShift && key == SDLK_LEFT);
+  if (goesOn || goesBack) return player.seek(player.seconds() + (goesOn ? jump : -jump));
   switch (key) {
     case SDLK_SPACE:
       return press({Kind::playPause}, player);
@@ -153,16 +173,17 @@ void Window::press(ScreenControl control, WorkoutPlayer& player) {
     case Kind::item:
       if (control.position < player.state().media().count()) player.set(control.position);
       return;
+    case Kind::position:  // it is dragged
+      return;
   }
 }
 
-std::optional<ScreenControl> Window::controlAt(int x, int y, const WorkoutPlayer& player) const {
+ScreenLayout Window::layout(const WorkoutPlayer& player) const {
   int width = 0;
   int height = 0;
   SDL_GetWindowSize(window_.get(), &width, &height);
   const Size size{static_cast<double>(width), static_cast<double>(height)};
-  const auto layout = ScreenLayout::make(size, player.state().media().count(), player.target());
-  return layout.controlAt(x, y);
+  return ScreenLayout::make(size, player.state().media().count(), player.target());
 }
 
 void Window::fitCanvas() {

@@ -48,9 +48,11 @@ class Window {
 
   void wake();
   void handle(const SDL_Event& event, WorkoutPlayer& player);
-  void handleKey(std::int32_t key, WorkoutPlayer& player);
+  void handleKey(std::int32_t key, bool hasShift, WorkoutPlayer& player);
   void press(ScreenControl control, WorkoutPlayer& player);
-  std::optional<ScreenControl> controlAt(int x, int y, const WorkoutPlayer& player) const;
+  void pointAt(int x, int y, WorkoutPlayer& player);
+  void drag(int x, WorkoutPlayer& player) const;
+  ScreenLayout layout(const WorkoutPlayer& player) const;
   void fitCanvas();
   void draw(const WorkoutPlayer& player);
 
@@ -61,6 +63,7 @@ class Window {
   std::unique_ptr<Canvas> canvas_;
   std::optional<ScreenControl> hovered_;
   std::shared_ptr<const Bitmap> image_;  // drawn last
+  bool isDragging_ = false;              // the position
   bool hasLeft_ = false;
   std::atomic<bool> needsDrawing_{true};
 };

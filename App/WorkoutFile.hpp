@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "App/JsonDocument.hpp"
-#include "Models/Media.hpp"
+#include "Tavrin/Models/Media.hpp"
 
 namespace tavrin::app {
 
@@ -34,9 +34,6 @@ struct Workout {
   /// workout's folder is served.
   std::vector<Media> media(std::string_view folder) const;
 };
-
-/// The largest workout file that is read.
-inline constexpr std::int64_t workoutFileLimit = 4 << 20;  // bytes
 
 /// Reads a workout: an object with "title", "exerciseLooping" (false when absent) and "media", a
 /// list of objects with "id", "url", "mimeType" and "loopVideo" (may be absent). Other names are

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <sstream>
 #include <utility>
 
 namespace tavrin::app {
@@ -14,19 +13,15 @@ std::vector<std::optional<Media>> optional(std::vector<Media> media) {
   return {std::make_move_iterator(media.begin()), std::make_move_iterator(media.end())};
 }
 
-std::string secondsText(std::chrono::milliseconds time) {
-  std::ostringstream text;
-  text << static_cast<double>(time.count()) / 1000 << " s";
-  return text.str();
-}
-
 }  // namespace
 
 WorkoutPlayer::WorkoutPlayer(Settings settings, std::vector<Media> items,
                              std::shared_ptr<Trace> trace)
     : settings_(std::move(settings)),
       trace_(std::move(trace)),
-      mutesFirstPlayer_(settings_.startsMuted) {
+      mutesFirstPlayer_(settings_.startsMuted),
+      patience_(settings_.patience),
+      seeking_(Seeking::make([this] { tell(); })) {
   cache_ = CacheWatch::make(*videoManager(DependencyValues::current()), trace_,
                             [weak = std::weak_ptr(self_)] {
                               const auto self = weak.lock();
@@ -56,6 +51,7 @@ WorkoutPlayer::~WorkoutPlayer() {
   if (state().player()) state().player()->engine().setPictureHandler([] {});
   image_.reset();
   watch_.reset();
+  seeking_->forget();
   send(BusinessAction::playerDeinit());
 }
 
@@ -163,14 +159,14 @@ void WorkoutPlayer::pause() {
 
 void WorkoutPlayer::play() {
   if (std::exchange(isAtEnd_, false) && state().player()) state().player()->seek(CMTime::zero);
-  lastProgress_ = Clock::now();
+  patience_.restart(Clock::now());
   send(BusinessAction::playVideo());
   tell();
 }
 
 bool WorkoutPlayer::isPlaying() const {
   const auto item = targetItem();
-  return item && !isAtEnd_ && state().player()->isPlaying();
+  return item && !isAtEnd_ && outcome() != Outcome::failed && state().player()->isPlaying();
 }
 
 WorkoutPlayer::Outcome WorkoutPlayer::outcome() const {
@@ -198,7 +194,8 @@ void WorkoutPlayer::startTrying(std::int64_t position) {
   rounds_ = 0;
   isAtEnd_ = false;
   isStalled_ = false;
-  lastProgress_ = Clock::now();
+  seeking_->forget();
+  patience_.restart(Clock::now());
   outcomes_[static_cast<std::size_t>(position)] = Outcome::pending;
 }
 
@@ -233,7 +230,7 @@ void WorkoutPlayer::watchTarget() {
 void WorkoutPlayer::playedToEnd() {
   ++rounds_;
   isAtEnd_ = media(*target_).loopVideo != true;
-  lastProgress_ = Clock::now();
+  patience_.restart(Clock::now());
   trace_->write(Trace::Kind::player, "playedToEnd", {{"item", *target_ + 1}});
   tell();
 }
@@ -265,19 +262,18 @@ std::optional<AnimatedImageView::Frame> WorkoutPlayer::imageFrame(Clock::time_po
 
 void WorkoutPlayer::judge() {
   if (image_) {
-    if (image_->isFailed())
-      return settle(Outcome::failed, "The image could not be downloaded or read");
+    if (image_->isFailed()) return settle(Outcome::failed, image_->failure());
     if (imageFrame(Clock::now())) return settle(Outcome::shown);
     if (outcome() == Outcome::failed) settle(Outcome::pending);
     return;
   }
   if (!watch_) return;
   const auto& item = *watch_->item();
-  if (item.status() == AVPlayerItem::Status::failed) {
+  if (item.status() == AVPlayerItemStatus::failed) {
     return settle(Outcome::failed,
                   item.error() ? item.error()->description : "It cannot be played");
   }
-  const bool isReady = item.status() == AVPlayerItem::Status::readyToPlay;
+  const bool isReady = item.status() == AVPlayerItemStatus::readyToPlay;
   if (isReady && outcome() != Outcome::shown && hasPicture()) settle(Outcome::shown);
 }
 
@@ -285,8 +281,10 @@ void WorkoutPlayer::settle(Outcome outcome, std::string failure) {
   auto& known = outcomes_[static_cast<std::size_t>(*target_)];
   if (known == outcome) return;
   known = outcome;
-  failure_ = std::move(failure);
-  lastProgress_ = Clock::now();
+  const bool isExplained = outcome == Outcome::failed && settings_.explain;
+  const auto better = isExplained ? settings_.explain(*target_) : std::nullopt;
+  failure_ = better.value_or(std::move(failure));
+  patience_.restart(Clock::now());
   if (outcome == Outcome::failed) {
     trace_->write(Trace::Kind::player, "failed", {{"item", *target_ + 1}, {"why", failure_}});
   } else if (outcome == Outcome::shown) {
@@ -295,25 +293,25 @@ void WorkoutPlayer::settle(Outcome outcome, std::string failure) {
   tell();
 }
 
-void WorkoutPlayer::judgePatience(Clock::time_point now) {
-  if (outcome() == Outcome::shown) {
-    const double position = isPlaying() ? state().player()->currentTime().seconds : -1;
-    if (position < 0 || std::exchange(lastPosition_, position) != position) {
-      lastProgress_ = now;
-      if (std::exchange(isStalled_, false)) tell();
-    }
-  }
-  const bool isWaiting = outcome() == Outcome::pending || outcome() == Outcome::shown;
-  if (!isWaiting || now - lastProgress_ < settings_.patience) return;
-  settle(Outcome::failed,
-         (outcome() == Outcome::shown ? "It stood still for " : "There was nothing to show for ") +
-             secondsText(settings_.patience));
+std::string WorkoutPlayer::fileName(std::int64_t position) const {
+  const auto& url = media(position).url;
+  return url ? url->lastPathComponent() : "";
+}
+
+void WorkoutPlayer::watchDownloads(Clock::time_point now) {
+  if (now - downloadsRead_ < DownloadWatch::interval) return;
+  downloadsRead_ = now;
+  if (downloads_.update(runningDownloads(state().managerId()), now)) settings_.pictureIsNew();
 }
 
 void WorkoutPlayer::tick(Clock::time_point now) {
   watchTarget();
   if (outcome() == Outcome::pending) judge();
   judgePatience(now);
+  seeking_->tick(now);
+  const bool isSeekWaiting = seeking_->isWaiting(now) && !isWhole();
+  if (std::exchange(isSeekWaiting_, isSeekWaiting) != isSeekWaiting) tell();
+  watchDownloads(now);
   const auto stored = cache_->takeStored().size();
   downloaded_ += static_cast<std::int64_t>(stored);
   if (stored > 0) tell();

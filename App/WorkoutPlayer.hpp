@@ -10,9 +10,12 @@
 
 #include "App/ActionTrace.hpp"
 #include "App/CacheWatch.hpp"
+#include "App/DownloadWatch.hpp"
 #include "App/ImageShow.hpp"
 #include "App/ItemWatch.hpp"
-#include "Architecture/Store.hpp"
+#include "App/Patience.hpp"
+#include "App/Seeking.hpp"
+#include "Tavrin/Architecture/Store.hpp"
 
 namespace tavrin::app {
 
@@ -30,6 +33,9 @@ class WorkoutPlayer {
     std::chrono::milliseconds patience = std::chrono::seconds(15);
     /// Called on any thread when there is a new picture; it must return at once.
     std::function<void()> pictureIsNew = [] {};
+    /// Why the item at a position cannot be shown, where the host knows better than the item's own
+    /// error; may be absent.
+    std::function<std::optional<std::string>(std::int64_t position)> explain = nullptr;
   };
 
   /// What became of an item the last time it was current.
@@ -54,6 +60,10 @@ class WorkoutPlayer {
   void pause();
   /// Plays on, or from the start when the video has come to its end.
   void play();
+  /// Goes to a place of the target's video; at its end it has not yet ended. Does nothing where
+  /// `canSeek` is false.
+  void seek(double seconds);
+  bool canSeek() const;
   bool canStep(bool back) const;
 
   /// Looks after what nobody reports: downloads that have reached the disk, playback that stands
@@ -75,8 +85,17 @@ class WorkoutPlayer {
   /// How often the target has played to its end.
   int rounds() const { return rounds_; }
   bool isPlaying() const;
-  /// Whether playback waits for bytes.
-  bool isStalled() const { return isStalled_; }
+  /// Whether playback, or a seek, waits for bytes.
+  bool isStalled() const { return isStalled_ || isSeekWaiting_; }
+  /// Where the target's video is, or is on its way to, in seconds.
+  double seconds() const;
+  /// The target's length in seconds; absent while it is not known, and for an image.
+  std::optional<double> duration() const;
+  /// How much of the target's video has come; absent where nobody counts: for an image, and for a
+  /// video that streams past the cache.
+  std::optional<DownloadProgress> progress() const;
+  /// What the cache downloads.
+  const DownloadWatch& downloads() const { return downloads_; }
   /// Absent for a video without an address and for an image.
   std::optional<CacheState> cacheState(std::int64_t position) const;
   /// Whether every video is on disk.
@@ -107,11 +126,15 @@ class WorkoutPlayer {
   /// The player's item, once it is the one for the target.
   std::shared_ptr<AVPlayerItem> targetItem() const;
   bool hasPicture() const;
+  // Whether every byte of the target's video has come.
+  bool isWhole() const;
   void watchTarget();
   void playedToEnd();
   void stalled();
   void judge();
   void judgePatience(Clock::time_point now);
+  void watchDownloads(Clock::time_point now);
+  std::string fileName(std::int64_t position) const;
   void settle(Outcome outcome, std::string failure = {});
   void tell() const {
     if (changed_) changed_();
@@ -132,6 +155,8 @@ class WorkoutPlayer {
   bool mutesFirstPlayer_;
   std::int64_t saved_ = 0;  // the videos that the cache was asked to save
   std::int64_t downloaded_ = 0;
+  DownloadWatch downloads_;
+  Clock::time_point downloadsRead_;
 
   // The target, and how it gets on.
   std::optional<std::int64_t> target_;
@@ -142,8 +167,9 @@ class WorkoutPlayer {
   int rounds_ = 0;
   bool isAtEnd_ = false;
   bool isStalled_ = false;
-  Clock::time_point lastProgress_;
-  double lastPosition_ = 0;  // seconds
+  bool isSeekWaiting_ = false;
+  Patience patience_;
+  const std::shared_ptr<Seeking> seeking_;
 };
 
 }  // namespace tavrin::app

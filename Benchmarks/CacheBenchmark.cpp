@@ -10,16 +10,16 @@
 #include <memory>
 #include <vector>
 
-#include "Architecture/Store.hpp"
 #include "Benchmarks/Figures.hpp"
 #include "Benchmarks/Timing.hpp"
-#include "Platform/Foundation/FileManager.hpp"
-#include "Tavrin/Dependency/VideoCacheManager.hpp"
-#include "Tavrin/VideoFeature.hpp"
-#include "Tests/Support/Await.hpp"
-#include "Tests/Support/SampleMedia.hpp"
-#include "Tests/Support/ScriptedEngine.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
+#include "Tavrin/Architecture/Store.hpp"
+#include "Tavrin/Cache/VideoCacheManager.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
+#include "Tavrin/Foundation/FileManager.hpp"
+#include "Tavrin/Testing/Await.hpp"
+#include "Tavrin/Testing/SampleMedia.hpp"
+#include "Tavrin/Testing/ScriptedEngine.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 
 namespace {
 

@@ -15,10 +15,10 @@
 #include "Benchmarks/ProcessFigures.hpp"
 #include "Benchmarks/Program.hpp"
 #include "Benchmarks/Timing.hpp"
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Media/AssetByteReader.hpp"
-#include "Tavrin/CachingPlayerItem.hpp"
-#include "Tavrin/CachingPlayerItemResourceLoader.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
+#include "Tavrin/Item/Internal/CachingPlayerItemResourceLoader.hpp"
+#include "Tavrin/Media/AssetByteReader.hpp"
 #include "Tests/Support/ServerProcess.hpp"
 
 namespace tavrin::benchmarks {
@@ -129,7 +129,7 @@ void measurePeak(Figures& figures, const std::string& id, const URL& url, double
 }
 
 class SilentSession final : public URLSession {
-  std::shared_ptr<URLSessionDataTask> dataTask(const URL&) override { return nullptr; }
+  std::shared_ptr<URLSessionDataTask> dataTask(const URLRequest&) override { return nullptr; }
   void invalidateAndCancel() override {}
 };
 

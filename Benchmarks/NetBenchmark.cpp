@@ -19,7 +19,7 @@
 #include "Benchmarks/ProcessFigures.hpp"
 #include "Benchmarks/Program.hpp"
 #include "Benchmarks/Timing.hpp"
-#include "Platform/Foundation/URLSession.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
 #include "Tests/Support/ServerProcess.hpp"
 
 namespace tavrin::benchmarks {

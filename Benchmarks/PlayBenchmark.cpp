@@ -16,10 +16,10 @@
 
 #include "Benchmarks/Figures.hpp"
 #include "Benchmarks/PlayedWorkout.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Foundation/NotificationCenter.hpp"
-#include "Tavrin/CachingPlayerItem.hpp"
-#include "Tavrin/Extensions/Extension+AVPlayer.hpp"
+#include "Tavrin/Feature/PlayerLooping.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
 
 namespace tavrin::benchmarks {
 namespace {
@@ -83,7 +83,7 @@ void loop(Figures& figures) {
   PictureClock pictures;
   const auto player = AVPlayer::make(item);
   loopVideo(player);
-  pumpUntil([&] { return item->status() != AVPlayerItem::Status::unknown; });
+  pumpUntil([&] { return item->status() != AVPlayerItemStatus::unknown; });
   player->play();
   pumpUntil([&] { return !rounds->ends.empty(); });
   pictures.watch(*player);
@@ -186,7 +186,7 @@ void busyMain(Figures& figures) {
   const auto item = itemInMemory(clips + "/squats.mp4");
   PictureClock pictures;
   const auto player = AVPlayer::make(item);
-  pumpUntil([&] { return item->status() != AVPlayerItem::Status::unknown; });
+  pumpUntil([&] { return item->status() != AVPlayerItemStatus::unknown; });
   player->play();
   pumpFor(500ms);
   pictures.watch(*player);

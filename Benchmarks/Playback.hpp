@@ -9,8 +9,8 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Mpv/MpvEngine.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Mpv/MpvEngine.hpp"
 
 namespace tavrin::benchmarks {
 

@@ -11,23 +11,24 @@
 #include <utility>
 #include <vector>
 
-#include "Architecture/Store.hpp"
 #include "Benchmarks/Playback.hpp"
 #include "Benchmarks/Timing.hpp"
-#include "Platform/Media/AVPlayer.hpp"
-#include "Tavrin/VideoFeature.hpp"
-#include "Tests/Support/RangeServer.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
+#include "Tavrin/Architecture/Store.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
+#include "Tavrin/Media/AVPlayer.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 
 namespace tavrin::benchmarks {
 
 /// A workout of videos with different names, all the same clip, in a cache directory of its own.
 class PlayedWorkout {
  public:
-  PlayedWorkout(int count, bool isCached, std::string_view behaviour = "plain") {
+  PlayedWorkout(int count, bool isCached, std::string_view behaviour = "plain",
+                const std::string& clip = clips + "/squats.mp4") {
     setenv("XDG_CACHE_HOME", cache_.path().c_str(), 1);
     std::filesystem::create_directory(cache_.path() / "VideoCache");
-    const auto bytes = contents(clips + "/squats.mp4");
+    const auto bytes = contents(clip);
     std::vector<std::optional<Media>> media;
     for (int i = 0; i < count; ++i) {
       const auto name = std::to_string(i) + ".mp4";
@@ -47,9 +48,9 @@ class PlayedWorkout {
   void send(VideoFeature::BusinessAction action) {
     store_->send(VideoFeatureAction::business(std::move(action)));
   }
-  void sendStep(std::int64_t index) {
+  void sendStep(std::int64_t index, bool isBack = false) {
     send(VideoFeature::BusinessAction::setMedia(
-        SetMediaValues(state().media()[index].id, false, true)));
+        SetMediaValues(state().media()[index].id, isBack, true)));
   }
   const VideoFeatureState& state() const { return store_->state(); }
   std::shared_ptr<AVPlayer> player() const { return state().player(); }
@@ -74,11 +75,11 @@ class PlayedWorkout {
   }
 
   /// Steps, and returns the milliseconds until a host has drawn the first picture of the new item.
-  std::optional<double> step(std::int64_t index) {
+  std::optional<double> step(std::int64_t index, bool isBack = false) {
     const auto old = player() ? player()->currentItem() : nullptr;
     watchPictures();
     const auto start = Clock::now();
-    sendStep(index);
+    sendStep(index, isBack);
     const bool isShown = pumpUntil([&] {
       watchPictures();
       if (!std::exchange(*hasNewPicture_, false)) return false;

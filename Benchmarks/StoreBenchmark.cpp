@@ -3,13 +3,13 @@
 #include <chrono>
 #include <vector>
 
-#include "Architecture/Store.hpp"
 #include "Benchmarks/Figures.hpp"
 #include "Benchmarks/Timing.hpp"
-#include "Tavrin/VideoFeature.hpp"
-#include "Tavrin/VideoFeatureEffects.hpp"
-#include "Tests/Support/ManualExecutor.hpp"
-#include "Tests/Support/SampleMedia.hpp"
+#include "Tavrin/Architecture/Store.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
+#include "Tavrin/Feature/VideoFeatureEffects.hpp"
+#include "Tavrin/Testing/ManualExecutor.hpp"
+#include "Tavrin/Testing/SampleMedia.hpp"
 
 namespace {
 

@@ -16,13 +16,13 @@
 
 #include "Benchmarks/Figures.hpp"
 #include "Benchmarks/Timing.hpp"
-#include "Derived/Sources/GeneratedAssetSymbols.hpp"
-#include "Platform/View/AnimatedImageView.hpp"
-#include "Tavrin/GifView.hpp"
+#include "Tavrin/Resources/GeneratedAssetSymbols.hpp"
+#include "Tavrin/Testing/HandFedSession.hpp"
+#include "Tavrin/Testing/ManualExecutor.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
+#include "Tavrin/View/AnimatedImageView.hpp"
+#include "Tavrin/View/GifView.hpp"
 #include "Tests/Support/GifWriter.hpp"
-#include "Tests/Support/HandFedSession.hpp"
-#include "Tests/Support/ManualExecutor.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
 
 namespace tavrin::benchmarks {
 namespace {
@@ -110,7 +110,7 @@ double rightFramesPercent() {
   int right = 0;
   int all = 0;
   for (const auto& image : sampleImages()) {
-    const auto decoder = ImageDecoder::open(image);
+    const auto decoder = ImageDecoder::open(image).decoder;
     std::vector<std::shared_ptr<const Bitmap>> due;  // by millisecond
     for (const auto delay : decoder->delays())
       due.resize(due.size() + static_cast<std::size_t>(delay.count()), decoder->next());
@@ -148,6 +148,7 @@ constexpr milliseconds longDelay{40};
 /// A disc that swings before a shaded wall.
 Data longImage() {
   testing::GifWriter gif(longWidth, longHeight);
+  gif.setRepeats(0);
   std::vector<std::uint8_t> picture(static_cast<std::size_t>(longWidth) * longHeight);
   for (int i = 0; i < longFrames; ++i) {
     const double centerX = longWidth / 2.0 + 150 * std::sin(i * 0.06);

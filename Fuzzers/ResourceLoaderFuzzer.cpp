@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/FatalError.hpp"
-#include "Tavrin/CachingPlayerItem.hpp"
-#include "Tavrin/CachingPlayerItemResourceLoader.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
+#include "Tavrin/Item/Internal/CachingPlayerItemResourceLoader.hpp"
 
 namespace tavrin {
 namespace {
@@ -47,7 +47,7 @@ class Input {
 };
 
 class FakeSession final : public URLSession {
-  std::shared_ptr<URLSessionDataTask> dataTask(const URL&) override { return nullptr; }
+  std::shared_ptr<URLSessionDataTask> dataTask(const URLRequest&) override { return nullptr; }
   void invalidateAndCancel() override {}
 };
 

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <string>
 
-#include "Platform/Mpv/MpvEngine.hpp"
+#include "Tavrin/Mpv/MpvEngine.hpp"
 
 namespace tavrin::load {
 

@@ -1,29 +1,25 @@
-// Walks every behaviour of the scripted server and every fault of the disk through a whole workout:
+// Walks what a server, a disk, a network, a system and a host can do wrong through a whole workout:
 // three videos, the faulty one in the middle, with the real engine and without sound. Prints what a
-// user would have seen, and what the cache held afterwards.
+// user would have seen, what the cache held afterwards, how long the main queue, the release and
+// the exit took, and whether all played in the next run, without the fault.
 //
 //   FaultCampaign [TEXT]    only the faults whose names contain the text
 //
 // Each workout runs in a process of its own, so that a crash or a hang is a result like any other.
-// As root, with a mount namespace, the disk's faults are real mounts. Exits 1 when a neighbour of
-// the faulty video did not play, when a wrong file was kept, when the main queue was blocked for
-// more than 250 ms, or when a process crashed, hung or could not be given its fault.
-#include <poll.h>
+// Mounts, networks and ordinary users of its own want root. Exits 1 when a verdict is not "good".
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
+#include <algorithm>
 #include <cstdio>
-#include <sstream>
 
 #include "Load/Clips.hpp"
 #include "Load/FaultCampaignCache.hpp"
 #include "Load/FaultCampaignFault.hpp"
+#include "Load/FaultCampaignProcess.hpp"
 #include "Load/FaultCampaignViewer.hpp"
-#include "Tests/Support/RangeServer.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 
 namespace {
 
@@ -32,135 +28,161 @@ using namespace tavrin::load;
 namespace fs = std::filesystem;
 
 constexpr double longestBlock = 250;  // milliseconds
+constexpr double longestEnd = 100;    // milliseconds, of a release and of an exit
 constexpr std::chrono::seconds longestWorkout(90);
 
-/// What the player's process found out. One line for each field.
+/// What a player's process found out, one line for each field.
 struct Sighting {
   std::string faulty;
   std::string neighbours;
-  double block = 0;  // milliseconds
+  std::string complaint;  // of the host's
+  double block = 0;       // milliseconds
+  double release = 0;     // milliseconds
+
+  std::vector<std::string> lines() const {
+    return {faulty, neighbours, complaint, std::to_string(block), std::to_string(release)};
+  }
+  static Sighting of(const std::vector<std::string>& lines) {
+    if (lines.size() < 5) return {};
+    return {lines[0], lines[1], lines[2], std::stod(lines[3]), std::stod(lines[4])};
+  }
 };
 
-std::string oneLine(std::string text) {
-  std::ranges::replace(text, '\n', ' ');
-  std::ranges::replace(text, '|', '/');
-  return text;
+// The first and the last video are good.
+std::vector<Media> makeWorkout(testing::RangeServer& server, const Fault& fault) {
+  server.serve("/" + firstName, testClip("red.mp4"));
+  server.serve(fault.path, testClip("long.mp4"), fault.behaviour);
+  server.serve("/" + lastName, testClip("blue.mp4"));
+  const auto faulty = fault.address.empty() ? server.url(fault.path) : *URL::parse(fault.address);
+  std::vector<Media> workout;
+  for (const auto& url : {server.url("/" + firstName), faulty, server.url("/" + lastName)}) {
+    workout.push_back({UUID::random(), url, {"video/mp4"}});
+  }
+  return workout;
 }
 
-// In the player's process. The first and the last video are good.
+// In a process of its own.
 Sighting watchWorkout(const Fault& fault, const fs::path& cache) {
   if (fault.begin) fault.begin(cache);
   MediaEngine::setFactory(makeSilentMpv);
   testing::RangeServer server;
-  server.serve("/" + firstName, testClip("red.mp4"));
-  server.serve("/" + faultyName, testClip("long.mp4"), fault.behaviour);
-  server.serve("/" + lastName, testClip("blue.mp4"));
-  std::vector<Media> workout;
-  for (const auto& name : {firstName, faultyName, lastName}) {
-    workout.push_back({UUID::random(), server.url("/" + name), {"video/mp4"}});
-  }
-  Viewer viewer(workout);
+  Viewer viewer(makeWorkout(server, fault));
   const auto first = viewer.show(0);
   if (fault.strike) fault.strike(cache);
-  auto faulty = viewer.show(1);
+  Sighting seen;
+  if (fault.habit) seen.complaint = fault.habit(viewer);
+  seen.faulty = viewer.show(1);
   const bool isHeldBack = viewer.isWaiting();
+  if (fault.relent) fault.relent();
   server.releaseAll();
-  if (isHeldBack) faulty += "; then " + viewer.watchOn();
+  if (isHeldBack) seen.faulty += "; then " + viewer.watchOn();
   const auto last = viewer.show(2);
   const bool bothPlayed = first == Viewer::wholeVideo && last == Viewer::wholeVideo;
-  return {oneLine(faulty), bothPlayed ? "both" : oneLine("first: " + first + ", last: " + last),
-          viewer.longestBlockMilliseconds()};
+  seen.neighbours = bothPlayed ? "both" : "first: " + first + ", last: " + last;
+  seen.release = viewer.release();
+  seen.block = viewer.longestBlockMilliseconds();
+  return seen;
 }
 
-[[noreturn]] void runPlayer(const Fault& fault, const fs::path& cache, int report) {
-  static_cast<void>(std::freopen("/dev/null", "w", stdout));  // the library's own lines
-  const auto seen = watchWorkout(fault, cache);
-  const auto text = seen.faulty + "\n" + seen.neighbours + "\n" + std::to_string(seen.block) + "\n";
-  static_cast<void>(!::write(report, text.data(), text.size()));
-  std::exit(0);  // with its exit handlers: a hang in them counts
-}
-
-// Everything until the other end is closed; what has come until then when the time is up.
-std::string readAll(int descriptor, Clock::time_point deadline) {
-  std::string text;
-  char buffer[4096];
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    pollfd polled{descriptor, POLLIN, 0};
-    if (left.count() <= 0 || ::poll(&polled, 1, static_cast<int>(left.count())) <= 0) return text;
-    const auto count = ::read(descriptor, buffer, sizeof buffer);
-    if (count <= 0) return text;
-    text.append(buffer, static_cast<std::size_t>(count));
+// In a process of its own, without the fault. Tells of the videos that do not play.
+std::string watchNextRun() {
+  MediaEngine::setFactory(makeSilentMpv);
+  testing::RangeServer server;
+  Viewer viewer(makeWorkout(server, {}));
+  std::string lost;
+  for (int i = 0; i < 3; ++i) {
+    const auto seen = viewer.glance(i);
+    if (seen != Viewer::plays) lost += (i == 1 ? "faulty: " : "neighbour: ") + seen + " ";
   }
+  return lost.empty() ? "all play" : lost;
 }
 
-/// How the player's process ended; empty when it ended well.
-std::string endOf(pid_t process, Clock::time_point deadline) {
-  const bool isLate = Clock::now() >= deadline;
-  if (isLate) ::kill(process, SIGKILL);
-  int status = 0;
-  ::waitpid(process, &status, 0);
-  if (isLate) return "HUNG";
-  if (WIFSIGNALED(status)) return "CRASHED, signal " + std::to_string(WTERMSIG(status));
-  return status == 0 ? "" : "ENDED with " + std::to_string(WEXITSTATUS(status));
+bool hasControlCharacters(const fs::path& printed) {
+  return std::ranges::any_of(contents(printed), [](char each) {
+    const auto byte = static_cast<unsigned char>(each);
+    return (byte < 0x20 && each != '\n') || byte == 0x7F;
+  });
 }
 
-struct Observed {
+/// All that a row tells.
+struct Row {
   Sighting seen;
-  std::string end;
+  ProcessReport workout;
+  ProcessReport next;
+  CacheEntry entry;
+  int leftovers = 0;
+  bool printsRawText = false;
+
+  std::string nextRun() const { return next.lines.empty() ? next.end : next.lines[0]; }
+
+  // A file that the fault put there, or a page kept as a video, stays what it is.
+  bool hasRecovered() const {
+    const bool isKept = entry.description.starts_with("as it was put there") ||
+                        entry.description.starts_with("whole body as served");
+    const auto seenNext = nextRun();
+    return next.end.empty() &&
+           (seenNext == "all play" || (isKept && seenNext.find("neighbour") == std::string::npos));
+  }
+
+  std::string verdict() const {
+    if (!workout.end.empty()) return workout.end;
+    if (!seen.complaint.empty()) return "HOST HARMED: " + seen.complaint;
+    if (seen.neighbours != "both") return "NEIGHBOUR LOST";
+    if (entry.isPoisoned || leftovers > 0) return "WRONG FILE KEPT";
+    if (printsRawText) return "RAW TEXT PRINTED";
+    if (seen.block > longestBlock) return "MAIN QUEUE BLOCKED";
+    if (seen.release > longestEnd) return "SLOW RELEASE";
+    if (workout.exitMilliseconds > longestEnd) return "SLOW EXIT";
+    return hasRecovered() ? "good" : "NEXT RUN LOST";
+  }
 };
 
-Observed observe(const Fault& fault, const fs::path& cache) {
-  int ends[2];
-  if (::pipe(ends) != 0) std::abort();
-  std::fflush(stdout);
-  const auto process = ::fork();
-  if (process == 0) {
-    ::close(ends[0]);
-    runPlayer(fault, cache, ends[1]);
+std::string cell(std::string text) {
+  for (auto& each : text) {
+    if (each == '|') each = '/';
+    if (static_cast<unsigned char>(each) < 0x20) each = ' ';
   }
-  ::close(ends[1]);
-  const auto deadline = Clock::now() + longestWorkout;
-  std::istringstream report(readAll(ends[0], deadline));
-  ::close(ends[0]);
-  Observed observed;
-  observed.end = endOf(process, deadline);
-  std::getline(report, observed.seen.faulty);
-  std::getline(report, observed.seen.neighbours);
-  report >> observed.seen.block;
-  return observed;
+  return text;
 }
 
-std::string verdict(const Observed& observed, const CacheEntry& entry, int leftovers) {
-  if (!observed.end.empty()) return observed.end;
-  if (observed.seen.neighbours != "both") return "NEIGHBOUR LOST";
-  if (entry.isPoisoned || leftovers > 0) return "WRONG FILE KEPT";
-  if (observed.seen.block > longestBlock) return "MAIN QUEUE BLOCKED";
-  return "good";
-}
-
-/// Runs one workout and prints its row. Returns whether all went as it should.
+/// Runs one workout, and the next, and prints their row. Returns whether all went as it should.
 bool tryFault(const Fault& fault) {
   const testing::TemporaryDirectory home;
   ::setenv("XDG_CACHE_HOME", home.path().c_str(), 1);
   const auto cache = home.path() / "VideoCache";
+  const auto printed = home.path() / "printed";
   fs::create_directory(cache);
   if (fault.prepare && !fault.prepare(cache)) {
-    std::printf("| %s | | | | | NOT POSSIBLE HERE |\n", fault.name.c_str());
+    std::printf("| %s | | | | | | | | NOT POSSIBLE HERE |\n", fault.name.c_str());
     return false;
   }
+  Row row;
   const auto before = PathLook::at(cache / faultyName);
-  const auto observed = observe(fault, cache);
+  row.workout =
+      runInProcess([&] { return watchWorkout(fault, cache).lines(); }, printed, longestWorkout);
+  row.seen = Sighting::of(row.workout.lines);
+  row.printsRawText = hasControlCharacters(printed);
   const auto after = PathLook::at(cache / faultyName);
-  const auto entry = judgeEntry(before, after, testClip("long.mp4"), fault.behaviour);
-  const auto leftovers = countTemporaryFiles(cache);
+  row.entry = judgeEntry(before, after, testClip("long.mp4"), fault.behaviour);
+  row.leftovers = fault.leavesTemporaryFiles ? 0 : countTemporaryFiles(cache);
   if (fault.mend) fault.mend(cache);
-  const auto result = verdict(observed, entry, leftovers);
-  std::printf("| %s | %s | %s | %s | %.0f ms | %s |\n", fault.name.c_str(),
-              observed.seen.faulty.c_str(), observed.seen.neighbours.c_str(),
-              entry.description.c_str(), observed.seen.block, result.c_str());
+  row.next = runInProcess([] { return std::vector{watchNextRun()}; }, printed, longestWorkout);
+  const auto verdict = row.verdict();
+  std::printf("| %s | %s | %s | %s | %.0f ms | %.0f ms | %.0f ms | %s | %s |\n", fault.name.c_str(),
+              cell(row.seen.faulty).c_str(), cell(row.seen.neighbours).c_str(),
+              row.entry.description.c_str(), row.seen.block, row.seen.release,
+              row.workout.exitMilliseconds, cell(row.nextRun()).c_str(), verdict.c_str());
   std::fflush(stdout);
-  return result == "good";
+  return verdict == "good";
+}
+
+std::vector<Fault> allFaults() {
+  std::vector<Fault> faults;
+  for (const auto& group :
+       {serverFaults(), networkFaults(), diskFaults(), scarcities(), hostHabits()}) {
+    faults.insert(faults.end(), group.begin(), group.end());
+  }
+  return faults;
 }
 
 }  // namespace
@@ -171,7 +193,8 @@ int main(int argc, char** argv) {
   if (::unshare(CLONE_NEWNS) == 0) ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
   std::puts(
       "| fault | what the user saw of the faulty video | neighbours played | its cache entry |"
-      " main queue kept for | verdict |\n| --- | --- | --- | --- | --- | --- |");
+      " main queue kept for | released in | exited in | next run | verdict |\n"
+      "| --- | --- | --- | --- | --- | --- | --- | --- | --- |");
   int bad = 0;
   int all = 0;
   for (const auto& fault : allFaults()) {

@@ -1,8 +1,8 @@
 #include "Load/FaultCampaignCache.hpp"
 
 #include "Load/Clips.hpp"
-#include "Platform/Foundation/FileManager.hpp"
-#include "Tests/Support/HTTPScript.hpp"
+#include "Tavrin/Foundation/FileManager.hpp"
+#include "Tavrin/Testing/HTTPScript.hpp"
 
 namespace tavrin::load {
 

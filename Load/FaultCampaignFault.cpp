@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "Tests/Support/HTTPScript.hpp"
+#include "Tavrin/Testing/HTTPScript.hpp"
 
 namespace tavrin::load {
 
@@ -20,19 +20,7 @@ namespace fs = std::filesystem;
 // Room for the neighbours, not for the faulty video.
 constexpr const char* smallDisk = "size=32k,mode=0777";
 constexpr rlim_t smallFile = 16 * 1024;
-
-// File permissions mean nothing to root. The cache directory is made over to the ordinary user.
-void becomeOrdinaryUser(const fs::path&) {
-  constexpr uid_t nobody = 65534;
-  if (::geteuid() == 0 && (::setgid(nobody) != 0 || ::setuid(nobody) != 0)) std::abort();
-}
-
-bool giveToEverybody(const fs::path& path, mode_t mode) {
-  return ::geteuid() != 0 || (::chmod(path.parent_path().c_str(), 0755) == 0 &&
-                              ::chown(path.c_str(), 65534, 65534) == 0)
-             ? ::chmod(path.c_str(), mode) == 0
-             : false;
-}
+constexpr uid_t nobody = 65534;
 
 void limitFiles(const fs::path&) {
   std::signal(SIGXFSZ, SIG_IGN);
@@ -62,6 +50,20 @@ bool putUnreadableFile(const fs::path& cache) {
   const auto path = cache / faultyName;
   return put(path, "not to be read") && giveToEverybody(cache, 0700) &&
          ::chmod(path.c_str(), 0) == 0;
+}
+
+}  // namespace
+
+void becomeOrdinaryUser(const fs::path&) {
+  if (::geteuid() == 0 && (::setgid(nobody) != 0 || ::setuid(nobody) != 0)) std::abort();
+}
+
+bool giveToEverybody(const fs::path& path, mode_t mode) {
+  if (::geteuid() == 0 && (::chmod(path.parent_path().c_str(), 0755) != 0 ||
+                           ::chown(path.c_str(), nobody, nobody) != 0)) {
+    return false;
+  }
+  return ::chmod(path.c_str(), mode) == 0;
 }
 
 std::vector<Fault> diskFaults() {
@@ -102,14 +104,11 @@ std::vector<Fault> diskFaults() {
   };
 }
 
-}  // namespace
-
-std::vector<Fault> allFaults() {
+std::vector<Fault> serverFaults() {
   std::vector<Fault> faults;
   for (const auto& name : testing::httpBehaviourNames()) {
     faults.push_back({.name = "server: " + name, .behaviour = name});
   }
-  for (auto& fault : diskFaults()) faults.push_back(std::move(fault));
   return faults;
 }
 

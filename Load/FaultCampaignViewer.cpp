@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "Platform/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
 
 namespace tavrin::load {
 
@@ -49,6 +49,30 @@ void Viewer::send(Business action) {
 }
 
 std::string Viewer::show(std::int64_t index) {
+  const auto problem = stepTo(index);
+  return problem.empty() ? watchOn() : problem;
+}
+
+std::string Viewer::glance(std::int64_t index) {
+  const auto problem = stepTo(index);
+  if (!problem.empty()) return problem;
+  const auto isFailed = [&] { return item_->status() == AVPlayerItemStatus::failed; };
+  const auto isMoving = [&] { return player()->currentTime().seconds > 0.1; };
+  loop_.pumpUntil([&] { return isFailed() || (isMoving() && hasPicture()); }, patience);
+  if (isFailed()) return "failed: " + item_->error().value_or(Error("no reason")).description;
+  return isMoving() ? plays : "no picture";
+}
+
+double Viewer::release() {
+  const std::weak_ptr<AVPlayer> released = player();
+  item_.reset();
+  const auto begun = Clock::now();
+  send(Business::playerDeinit());
+  loop_.pumpUntil([&] { return released.expired(); }, patience);
+  return millisecondsSince(begun);
+}
+
+std::string Viewer::stepTo(std::int64_t index) {
   const auto old = item_;
   send(Business::setMedia(SetMediaValues(store_.state().media()[index].id, false, false)));
   const bool isSet = loop_.pumpUntil(
@@ -64,7 +88,7 @@ std::string Viewer::show(std::int64_t index) {
       events_, [](Events& self) { self.hasEnded = true; }, AVPlayerItemDidPlayToEndTime, item_);
   center.addObserver<Events>(
       events_, [](Events& self) { ++self.stalls; }, AVPlayerItemPlaybackStalled, item_);
-  return watchOn();
+  return "";
 }
 
 std::string Viewer::watchOn() {
@@ -77,7 +101,7 @@ std::string Viewer::watchOn() {
       at = now;
       lastMove = Clock::now();
     }
-    return events_->hasEnded || item_->status() == AVPlayerItem::Status::failed ||
+    return events_->hasEnded || item_->status() == AVPlayerItemStatus::failed ||
            Clock::now() - lastMove > patience;
   };
   loop_.pumpUntil(hasOutcome, 20s);
@@ -86,7 +110,7 @@ std::string Viewer::watchOn() {
 
 std::string Viewer::outcome(double from) {
   const auto played = player()->currentTime().seconds - from;
-  const bool isFailed = item_->status() == AVPlayerItem::Status::failed;
+  const bool isFailed = item_->status() == AVPlayerItemStatus::failed;
   const auto stalls = events_->stalls == 0 ? "" : " (told of a stall)";
   isWaiting_ = !isFailed && !events_->hasEnded;
   if (isFailed) {

@@ -21,7 +21,7 @@
 #include "Load/SoakFigures.hpp"
 #include "Load/SoakPlayer.hpp"
 #include "Load/SoakWorld.hpp"
-#include "Tavrin/CachingPlayerItem.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "Load/SoakWorld.hpp"
-#include "Platform/Media/MediaEngine.hpp"
-#include "Tests/Support/ScriptedEngine.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
+#include "Tavrin/Testing/ScriptedEngine.hpp"
 
 namespace tavrin::load {
 

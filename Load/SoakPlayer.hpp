@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <optional>
 
-#include "Architecture/Store.hpp"
 #include "Load/SoakWorld.hpp"
-#include "Tavrin/VideoFeature.hpp"
+#include "Tavrin/Architecture/Store.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
 
 namespace tavrin::load {
 

@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "Load/Clips.hpp"
-#include "Platform/Foundation/FileManager.hpp"
+#include "Tavrin/Foundation/FileManager.hpp"
 
 namespace tavrin::load {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "Models/Media.hpp"
-#include "Tests/Support/RangeServer.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
+#include "Tavrin/Models/Media.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 
 namespace tavrin::load {
 

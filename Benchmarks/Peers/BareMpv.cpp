@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "Benchmarks/Timing.hpp"
-#include "Platform/Mpv/Bell.hpp"
-#include "Platform/Mpv/MpvSettings.hpp"
+#include "Tavrin/Mpv/Internal/Bell.hpp"
+#include "Tavrin/Mpv/Internal/MpvSettings.hpp"
 
 namespace tavrin::benchmarks {
 

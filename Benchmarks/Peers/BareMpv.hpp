@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "Platform/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Data.hpp"
 
 namespace tavrin::benchmarks {
 

@@ -1,4 +1,4 @@
-#include "Architecture/DependencyValues.hpp"
+#include "Tavrin/Architecture/DependencyValues.hpp"
 
 namespace tavrin {
 

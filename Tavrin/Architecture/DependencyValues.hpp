@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin {
 

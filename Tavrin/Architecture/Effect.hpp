@@ -3,8 +3,8 @@
 #include <memory>
 #include <utility>
 
-#include "Architecture/Send.hpp"
-#include "Architecture/Task.hpp"
+#include "Tavrin/Architecture/Send.hpp"
+#include "Tavrin/Architecture/Task.hpp"
 
 namespace tavrin {
 
@@ -13,9 +13,10 @@ namespace tavrin {
 ///
 /// An operation is a value that holds what it captured and is called, once for each run, with the
 /// handle to send actions through: `Task<void> operator()(Send<Action>) const`. It stays alive
-/// until its run ends, so the coroutine may read its fields throughout.
+/// until its run ends, so the coroutine may read its fields throughout. An effect that nobody hands
+/// to a store is never run.
 template <class Action>
-class Effect {
+class [[nodiscard]] Effect {
  public:
   static Effect none() { return Effect(nullptr); }
   template <class Operation>

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Foundation/CopyOnWrite.hpp"
+#include "Tavrin/Foundation/CopyOnWrite.hpp"
 
 namespace tavrin {
 
@@ -73,5 +73,12 @@ class IdentifiedArray {
 
   CopyOnWrite<Storage> storage_;
 };
+
+/// The element at a position, or absent for any position outside the list.
+template <class Id, class Element>
+std::optional<Element> safe(const IdentifiedArray<Id, Element>& list, std::int64_t position) {
+  if (position < 0 || position >= list.count()) return std::nullopt;
+  return list[position];
+}
 
 }  // namespace tavrin

@@ -1,10 +1,23 @@
-#include "Architecture/Observation.hpp"
+#include "Tavrin/Architecture/Observation.hpp"
 
 #include <algorithm>
 #include <atomic>
 #include <vector>
 
 namespace tavrin {
+
+namespace {
+
+// Keeps the first exception.
+void call(const std::function<void()>& handler, std::exception_ptr& thrown) {
+  try {
+    handler();
+  } catch (...) {
+    if (!thrown) thrown = std::current_exception();
+  }
+}
+
+}  // namespace
 
 struct ObservationRegistrar::Observers {
   using Handler = std::function<void()>;
@@ -23,12 +36,14 @@ Observation ObservationRegistrar::observe(std::function<void()> handler) const {
 void ObservationRegistrar::tell() const {
   const auto lasting = observers_->lasting;
   const auto firstChange = std::exchange(observers_->firstChange, {});
+  std::exception_ptr thrown;
   for (const auto& each : lasting) {
-    if (const auto handler = each.lock()) (*handler)();
+    if (const auto handler = each.lock()) call(*handler, thrown);
   }
   for (const auto& each : firstChange) {
-    if (const auto handler = std::exchange(*each, nullptr)) handler();
+    if (const auto handler = std::exchange(*each, nullptr)) call(handler, thrown);
   }
+  if (thrown) ObserverExceptions::keepOrRethrow(thrown);
 }
 
 void ObservationRegistrar::track() const {
@@ -37,6 +52,13 @@ void ObservationRegistrar::track() const {
   std::erase_if(waiting, [](const auto& each) { return *each == nullptr; });
   const auto& added = ObservationTracker::current()->onChange_;
   if (std::ranges::find(waiting, added) == waiting.end()) waiting.push_back(added);
+}
+
+thread_local ObserverExceptions* ObserverExceptions::current_ = nullptr;
+
+void ObserverExceptions::keepOrRethrow(const std::exception_ptr& thrown) {
+  if (current_ == nullptr) std::rethrow_exception(thrown);
+  if (!current_->first_) current_->first_ = thrown;
 }
 
 thread_local ObservationTracker* ObservationTracker::current_ = nullptr;

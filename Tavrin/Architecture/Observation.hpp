@@ -1,14 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <utility>
 
 namespace tavrin {
 
-/// Keeps an observer registered for as long as it lives.
-class Observation {
+/// Keeps an observer registered for as long as it lives. Dropping it at once observes nothing.
+class [[nodiscard]] Observation {
  public:
   Observation() = default;
   explicit Observation(std::shared_ptr<void> registration)
@@ -19,18 +20,43 @@ class Observation {
   std::shared_ptr<void> registration_;
 };
 
+/// While it lives, keeps what observers of its thread throw, so that a change of the state is
+/// completed before anybody hears of it.
+class ObserverExceptions {
+ public:
+  ObserverExceptions() : outer_(std::exchange(current_, this)) {}
+  ~ObserverExceptions() { current_ = outer_; }
+  ObserverExceptions(const ObserverExceptions&) = delete;
+  ObserverExceptions& operator=(const ObserverExceptions&) = delete;
+
+  /// Null when none has thrown.
+  std::exception_ptr first() const { return first_; }
+
+ private:
+  friend class ObservationRegistrar;
+
+  static void keepOrRethrow(const std::exception_ptr& thrown);
+
+  static thread_local ObserverExceptions* current_;
+  ObserverExceptions* const outer_;
+  std::exception_ptr first_;
+};
+
 /// Who observes one field. Belongs to the thread that owns the state.
 ///
-/// Bookkeeping, not a part of the value: copies begin without observers, and all compare equal.
+/// Bookkeeping, not a part of the value: copies begin without observers, and all compare equal. To
+/// copy is to read: a copy made while its fields are tracked stands for what it was copied from.
 class ObservationRegistrar {
  public:
   ObservationRegistrar() = default;
-  ObservationRegistrar(const ObservationRegistrar&) {}
+  ObservationRegistrar(const ObservationRegistrar& other) { other.access(); }
   ObservationRegistrar& operator=(const ObservationRegistrar&) { return *this; }
   bool operator==(const ObservationRegistrar&) const { return true; }
 
   /// Calls `handler` after each change, until the result is cancelled or destroyed. The handler may
   /// cancel any observation, its own included, and may add others, which hear of later changes.
+  /// When it throws the others are still told; the first exception then leaves the change, or, in
+  /// a reducer, the `Store::send` that it was for.
   Observation observe(std::function<void()> handler) const;
 
   /// Notes that the field is read, for `withObservationTracking`.
@@ -53,7 +79,7 @@ class ObservationRegistrar {
 /// of them changes.
 class ObservationTracker {
  public:
-  explicit ObservationTracker(std::function<void()> onChange);
+  [[nodiscard]] explicit ObservationTracker(std::function<void()> onChange);
   ~ObservationTracker() { current_ = outer_; }
   ObservationTracker(const ObservationTracker&) = delete;
   ObservationTracker& operator=(const ObservationTracker&) = delete;

@@ -4,7 +4,7 @@
 #include <functional>
 #include <utility>
 
-#include "Architecture/Effect.hpp"
+#include "Tavrin/Architecture/Effect.hpp"
 
 namespace tavrin {
 

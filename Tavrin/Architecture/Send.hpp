@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "Platform/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
 
 namespace tavrin {
 
@@ -17,23 +17,28 @@ namespace tavrin {
 template <class Action>
 class Send {
  public:
-  using Deliver = std::function<void(Action)>;
+  using GoOn = std::function<void()>;
+  using Deliver = std::function<void(Action, GoOn)>;
 
-  /// `deliver` is called on `mainQueue`. Both executors must outlive every effect.
+  /// `deliver` is called on `mainQueue`, and calls what it is given once the action has been
+  /// reduced or dropped. Both executors must outlive every effect.
   Send(Executor& mainQueue, Executor& executor, Deliver deliver)
-      : mainQueue_(&mainQueue), executor_(&executor), deliver_(std::move(deliver)) {}
+      : mainQueue_(&mainQueue),
+        executor_(&executor),
+        deliver_(std::make_shared<const Deliver>(std::move(deliver))) {}
 
   class [[nodiscard]] Delivery {
    public:
     Delivery(const Send& send, Action action) : send_(send), action_(std::move(action)) {}
     bool await_ready() const noexcept { return false; }
     void await_suspend(std::coroutine_handle<> effect) {
-      // This object lives in the suspended effect, so the job may use it until it resumes the
-      // effect.
+      // This object lives in the suspended effect, so the job may use it until the effect may go
+      // on.
       send_.mainQueue_->post([this, effect] {
         auto* const executor = send_.executor_;
-        send_.deliver_(std::move(action_));
-        executor->post([effect] { effect.resume(); });
+        const auto deliver = send_.deliver_;
+        (*deliver)(std::move(action_),
+                   [executor, effect] { executor->post([effect] { effect.resume(); }); });
       });
     }
     void await_resume() const noexcept {}
@@ -51,7 +56,7 @@ class Send {
  private:
   Executor* mainQueue_;
   Executor* executor_;
-  Deliver deliver_;
+  std::shared_ptr<const Deliver> deliver_;
 };
 
 }  // namespace tavrin

@@ -1,12 +1,15 @@
 #pragma once
 
 #include <deque>
+#include <exception>
+#include <functional>
 #include <memory>
 #include <utility>
 
-#include "Architecture/Reducer.hpp"
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Foundation/FatalError.hpp"
+#include "Tavrin/Architecture/Observation.hpp"
+#include "Tavrin/Architecture/Reducer.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
 
 namespace tavrin {
 
@@ -37,10 +40,14 @@ class Store {
 
   /// Reduces the action and starts the effect it leads to. An action sent while another is being
   /// reduced, by an observer, is reduced right after that one, before the outer call returns.
+  ///
+  /// What an observer throws undoes nothing: the state is complete, the effect is started, the
+  /// other observers are told, and then the first exception leaves this call. When an effect sent
+  /// the action, it leaves the main queue's `poll` or `run`.
   void send(Action action) {
     const auto core = core_;  // an observer may destroy the store
     core->requireMainQueue();
-    core->send(std::move(action));
+    core->send(std::move(action), nullptr);
   }
 
  private:
@@ -53,22 +60,42 @@ class Store {
       if (!loop.mainQueue.isCurrent()) fatalError("A Store may be used on its main queue only");
     }
 
-    void send(Action action) {
-      waiting.push_back(std::move(action));
+    struct Waiting {
+      Action action;
+      std::function<void()> reduced;  // lets the sending effect go on; absent for a host's action
+    };
+
+    void send(Action action, std::function<void()> reduced) {
+      waiting.push_back({std::move(action), std::move(reduced)});
       if (std::exchange(isReducing, true)) return;
-      while (!waiting.empty() && !isClosed) {
+      std::exception_ptr thrown;
+      while (!waiting.empty()) {
         const auto next = std::move(waiting.front());
         waiting.pop_front();
-        start(reducer.reduce(state, next));
+        const auto caught = isClosed ? nullptr : reduce(next.action);
+        if (!thrown) thrown = caught;
+        if (next.reduced) next.reduced();
       }
       isReducing = false;
+      if (thrown) std::rethrow_exception(thrown);
+    }
+
+    // Returns what the reducer or the first observer has thrown.
+    std::exception_ptr reduce(const Action& action) {
+      ObserverExceptions exceptions;
+      try {
+        start(reducer.reduce(state, action));
+      } catch (...) {
+        return std::current_exception();
+      }
+      return exceptions.first();
     }
 
     void start(const Effect<Action>& effect) {
       if (effect.isNone()) return;
-      auto deliver = [weak = this->weak_from_this()](Action action) {
-        const auto core = weak.lock();
-        if (core && !core->isClosed) core->send(std::move(action));
+      auto deliver = [weak = this->weak_from_this()](Action action, std::function<void()> goOn) {
+        if (const auto core = weak.lock()) return core->send(std::move(action), std::move(goOn));
+        goOn();
       };
       startDetached(loop.executor,
                     effect.start(Send<Action>(loop.mainQueue, loop.executor, std::move(deliver))));
@@ -78,7 +105,7 @@ class Store {
     State state;
     const R reducer;
     const StoreLoop loop;
-    std::deque<Action> waiting;
+    std::deque<Waiting> waiting;
     bool isReducing = false;
     bool isClosed = false;
   };

@@ -1,4 +1,4 @@
-#include "Architecture/Task.hpp"
+#include "Tavrin/Architecture/Task.hpp"
 
 namespace tavrin {
 

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Platform/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
 
 namespace tavrin {
 

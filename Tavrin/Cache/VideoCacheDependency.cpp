@@ -1,8 +1,8 @@
-#include "Tavrin/Dependency/VideoCacheDependency.hpp"
+#include "Tavrin/Cache/VideoCacheDependency.hpp"
 
 #include <utility>
 
-#include "Tavrin/Dependency/VideoCacheManagerStorage.hpp"
+#include "Tavrin/Cache/Internal/VideoCacheManagerStorage.hpp"
 
 namespace tavrin {
 
@@ -19,11 +19,11 @@ VideoCacheManagerStorage& storage() {
 
 namespace live {
 
-Task<UUID> create() {
+Task<UUID> create(VideoCacheSettings settings) {
   ContinueOn hop(Executor::shared());
   co_await hop;
   const auto id = UUID::random();
-  storage().store(id);
+  storage().store(id, std::move(settings));
   co_return id;
 }
 
@@ -73,8 +73,15 @@ Task<std::shared_ptr<AVPlayerItem>> returnVideoFromArr(ManagerId, URL, std::stri
 
 }  // namespace
 
-VideoCacheDependency VideoCacheDependencyKey::liveValue() {
-  return {live::create,
+std::vector<VideoDownload> runningDownloads(const std::optional<UUID>& managerId) {
+  const auto manager = storage().manager(managerId);
+  return manager ? manager->downloads() : std::vector<VideoDownload>();
+}
+
+VideoCacheDependency VideoCacheDependencyKey::liveValue() { return liveValue({}); }
+
+VideoCacheDependency VideoCacheDependencyKey::liveValue(VideoCacheSettings settings) {
+  return {[settings = std::move(settings)] { return live::create(settings); },
           live::destroy,
           live::saveVideosToCache,
           live::returnVideoFromArr,

@@ -4,11 +4,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "Architecture/DependencyValues.hpp"
-#include "Architecture/Task.hpp"
-#include "Models/Media.hpp"
-#include "Platform/Media/AVPlayerItem.hpp"
+#include "Tavrin/Architecture/DependencyValues.hpp"
+#include "Tavrin/Architecture/Task.hpp"
+#include "Tavrin/Cache/VideoCacheManager.hpp"
+#include "Tavrin/Media/AVPlayerItem.hpp"
+#include "Tavrin/Models/Media.hpp"
 
 namespace tavrin {
 
@@ -30,13 +32,17 @@ struct VideoCacheDependency {
   /// Null without a manager.
   std::function<Task<std::shared_ptr<AVPlayerItem>>(ManagerId, URL video, std::string mimeType)>
       returnVideoFromArr;
-  /// Reads the current and the next video from disk into memory.
+  /// Prepares the current and the next video, as far as they are on disk.
   std::function<Task<void>(ManagerId, Video current, Video next)> prepareFirstTwoVideos;
-  /// Lets go of the second video behind, and reads the first one ahead into memory.
+  /// Lets go of the second video behind, and prepares the first one ahead.
   std::function<Task<void>(ManagerId, Video behind, Video ahead)> onSkipForwardPrepare;
-  /// Lets go of the second video ahead, and reads the first one behind into memory.
+  /// Lets go of the second video ahead, and prepares the first one behind.
   std::function<Task<void>(ManagerId, Video behind, Video ahead)> onSkipBackPrepare;
 };
+
+/// The downloads of a live cache's manager that are running, in the order in which they were
+/// started: for a host's screen. Empty for an absent or unknown manager. Any thread, at once.
+std::vector<VideoDownload> runningDownloads(const std::optional<UUID>& managerId);
 
 /// The registry's entry for the video cache.
 struct VideoCacheDependencyKey {
@@ -44,6 +50,8 @@ struct VideoCacheDependencyKey {
 
   /// One cache manager per `create`, on disk and in memory.
   static Value liveValue();
+  /// The same with the host's own choice for each manager.
+  static Value liveValue(VideoCacheSettings settings);
   /// Touches neither disk nor network; hands out a placeholder item.
   static Value testValue();
 };

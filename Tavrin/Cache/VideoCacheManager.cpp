@@ -1,16 +1,20 @@
-#include "Tavrin/Dependency/VideoCacheManager.hpp"
+#include "Tavrin/Cache/VideoCacheManager.hpp"
 
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
 #include <utility>
 
-#include "Platform/Foundation/FatalError.hpp"
-#include "Platform/Foundation/FileManager.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
+#include "Tavrin/Foundation/FileManager.hpp"
+#include "Tavrin/Foundation/PrintableText.hpp"
 
 namespace tavrin {
 
 namespace {
+
+// A video that was asked for longer ago has been dropped.
+constexpr std::size_t expectedNamesLimit = 4;
 
 // Empty, so that every file operation fails, when the user has no caches directory.
 std::string cacheDirectory() {
@@ -18,9 +22,10 @@ std::string cacheDirectory() {
   return caches ? *caches + "/VideoCache" : "";
 }
 
-// One write, so that the lines of several downloads stay whole.
+// One write, so that the lines of several downloads stay whole. What a server or an address says
+// may forge neither lines nor a terminal's commands.
 void printLine(const std::string& line) {
-  static_cast<void>(std::fputs((line + "\n").c_str(), stdout));
+  static_cast<void>(std::fputs((printable(line) + "\n").c_str(), stdout));
   static_cast<void>(std::fflush(stdout));
 }
 
@@ -46,11 +51,12 @@ void removeStaleFilesOnce(const std::string& directory) {
 
 }  // namespace
 
-std::shared_ptr<VideoCacheManager> VideoCacheManager::make() {
-  return std::shared_ptr<VideoCacheManager>(new VideoCacheManager);
+std::shared_ptr<VideoCacheManager> VideoCacheManager::make(VideoCacheSettings settings) {
+  return std::shared_ptr<VideoCacheManager>(new VideoCacheManager(std::move(settings)));
 }
 
-VideoCacheManager::VideoCacheManager() : cacheDirectory_(cacheDirectory()) {
+VideoCacheManager::VideoCacheManager(VideoCacheSettings settings)
+    : settings_(std::move(settings)), cacheDirectory_(cacheDirectory()) {
   if (cacheDirectory_.empty()) return;
   if (!FileManager::fileExists(cacheDirectory_)) {
     if (const auto error = FileManager::createDirectory(cacheDirectory_)) {
@@ -70,6 +76,7 @@ VideoCacheManager::~VideoCacheManager() {
   }
   cached.clear();
   streamable.clear();
+  tellUpcomingObservers();
 }
 
 void VideoCacheManager::saveVideosToCache(const std::optional<URL>& video, std::string_view) {
@@ -77,7 +84,7 @@ void VideoCacheManager::saveVideosToCache(const std::optional<URL>& video, std::
   auto name = video->lastPathComponent();
   const auto file = cacheFile(name);
   if (file && FileManager::fileExists(*file)) return;
-  const auto item = CachingPlayerItem::make(*video);
+  const auto item = CachingPlayerItem::make(*video, settings_.accepts, cacheDirectory_);
   {
     const LockGuard lock(mutex_);
     streamableItems_.push_back({std::move(name), item});
@@ -88,6 +95,13 @@ void VideoCacheManager::saveVideosToCache(const std::optional<URL>& video, std::
 
 std::shared_ptr<AVPlayerItem> VideoCacheManager::returnVideoFromArr(const URL& video,
                                                                     const std::string& mimeType) {
+  auto item = findItem(video, mimeType);
+  item->setUpcoming(weak_from_this());
+  return item;
+}
+
+std::shared_ptr<AVPlayerItem> VideoCacheManager::findItem(const URL& video,
+                                                          const std::string& mimeType) {
   const auto name = video.lastPathComponent();
   std::shared_ptr<CachingPlayerItem> prepared;
   std::shared_ptr<CachingPlayerItem> downloading;
@@ -97,13 +111,13 @@ std::shared_ptr<AVPlayerItem> VideoCacheManager::returnVideoFromArr(const URL& v
     prepared = firstMatch(cachedItems_, name);
     if (!prepared) downloading = firstMatch(streamableItems_, name);
   }
-  if (prepared && prepared->status() == AVPlayerItem::Status::failed) {
+  if (prepared && prepared->status() == AVPlayerItemStatus::failed) {
     return AVPlayerItem::make(video);
   }
   if (prepared) return prepared;
   const auto file = cacheFile(name);
   if (file && FileManager::fileExists(*file)) {
-    if (auto data = FileManager::contents(*file)) {
+    if (auto data = FileManager::open(*file)) {
       return CachingPlayerItem::make(*std::move(data), mimeType, name);
     }
     return AVPlayerItem::make(video);
@@ -116,21 +130,25 @@ void VideoCacheManager::prepareFirstTwoVideos(const std::optional<Media>& curren
                                               const std::optional<Media>& nextVideo) {
   const bool canGoOn = prepare(currentVideo, Place::back, Duplicates::allowed);
   if (canGoOn) prepare(nextVideo, Place::back, Duplicates::skipped);
+  expectNext(currentVideo);
+  expectNext(nextVideo);
 }
 
 void VideoCacheManager::onSkipForwardPrepare(const std::optional<Media>& prevVideo,
                                              const std::optional<Media>& nextVideo) {
   drop(prevVideo);
   prepare(nextVideo, Place::back, Duplicates::skipped);
+  expectNext(nextVideo);
 }
 
 void VideoCacheManager::onSkipBackPrepare(const std::optional<Media>& prevVideo,
                                           const std::optional<Media>& nextVideo) {
   drop(nextVideo);
   prepare(prevVideo, Place::front, Duplicates::skipped);
+  expectNext(prevVideo);
 }
 
-// Returns false when the video is on disk but cannot be read.
+// Returns false when the video is on disk but cannot be opened.
 bool VideoCacheManager::prepare(const std::optional<Media>& video, Place place,
                                 Duplicates duplicates) {
   if (!video || !video->url) return true;
@@ -144,8 +162,9 @@ bool VideoCacheManager::prepare(const std::optional<Media>& video, Place place,
     const LockGuard lock(mutex_);
     if (isPrepared()) return true;
   }
-  auto data = FileManager::contents(*file);
+  auto data = FileManager::open(*file);
   if (!data) return false;
+  FileManager::readAhead(*data);
   NamedItem made{name, CachingPlayerItem::make(*std::move(data), video->mimeType.rawValue, name)};
   const LockGuard lock(mutex_);
   if (isPrepared()) return true;  // another call has been quicker
@@ -160,6 +179,33 @@ void VideoCacheManager::drop(const std::optional<Media>& video) {
   NamedItems dropped;  // released after the lock
   const LockGuard lock(mutex_);
   dropped = takeIf(cachedItems_, [&](const NamedItem& each) { return each.name == name; });
+}
+
+// Also told when there is no next video: what was dropped is upcoming no more.
+void VideoCacheManager::expectNext(const std::optional<Media>& video) {
+  if (video && video->url) {
+    auto name = video->url->lastPathComponent();
+    const LockGuard lock(mutex_);
+    std::erase(expectedNames_, name);
+    expectedNames_.insert(expectedNames_.begin(), std::move(name));
+    if (expectedNames_.size() > expectedNamesLimit) expectedNames_.pop_back();
+  }
+  tellUpcomingObservers();
+}
+
+std::vector<std::shared_ptr<AVURLAsset>> VideoCacheManager::upcomingAssets() const {
+  Items items;
+  {
+    const LockGuard lock(mutex_);
+    for (const auto& name : expectedNames_) {
+      if (auto item = firstMatch(cachedItems_, name)) items.push_back(std::move(item));
+    }
+  }
+  std::vector<std::shared_ptr<AVURLAsset>> assets;
+  for (const auto& item : items) {
+    if (item->status() != AVPlayerItemStatus::failed) assets.push_back(item->asset());
+  }
+  return assets;
 }
 
 void VideoCacheManager::playerItemDidFinishDownloadingData(CachingPlayerItem& item,
@@ -192,6 +238,12 @@ VideoCacheManager::Items VideoCacheManager::cachedItems() const {
 VideoCacheManager::Items VideoCacheManager::streamableItems() const {
   const LockGuard lock(mutex_);
   return itemsOf(streamableItems_);
+}
+
+std::vector<VideoDownload> VideoCacheManager::downloads() const {
+  std::vector<VideoDownload> downloads;
+  for (const auto& item : streamableItems()) downloads.push_back({item->url(), item->progress()});
+  return downloads;
 }
 
 VideoCacheManager::Items VideoCacheManager::itemsOf(const NamedItems& items) {

@@ -6,11 +6,24 @@
 #include <string_view>
 #include <vector>
 
-#include "Models/Media.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Tavrin/CachingPlayerItem.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
+#include "Tavrin/Media/UpcomingAssets.hpp"
+#include "Tavrin/Models/Media.hpp"
 
 namespace tavrin {
+
+/// What a host may choose about its cache. The defaults keep whatever a server serves.
+struct VideoCacheSettings {
+  /// Decides which answers are downloaded and kept. Absent: all of them.
+  ResponseTest accepts;
+};
+
+/// A download of a cache manager that is running.
+struct VideoDownload {
+  URL video;
+  DownloadProgress progress;
+};
 
 /// Keeps videos on disk and hands the player the best item for each.
 ///
@@ -22,13 +35,14 @@ namespace tavrin {
 /// Every operation may be called from any thread and does its file work there. None fails: a file
 /// that cannot be read or written counts as absent.
 class VideoCacheManager final : public CachingPlayerItemDelegate,
+                                public UpcomingAssets,
                                 public std::enable_shared_from_this<VideoCacheManager> {
  public:
   using Items = std::vector<std::shared_ptr<CachingPlayerItem>>;
 
   /// Creates the cache directory when it is missing.
-  static std::shared_ptr<VideoCacheManager> make();
-  /// Lets go of the prepared items, then of the downloading ones.
+  static std::shared_ptr<VideoCacheManager> make(VideoCacheSettings settings = {});
+  /// Lets go of the prepared items, then of the downloading ones. Nothing is upcoming any more.
   ~VideoCacheManager() override;
 
   /// Starts the download of a video that is not on disk. The MIME type is not used.
@@ -52,10 +66,16 @@ class VideoCacheManager final : public CachingPlayerItemDelegate,
   /// Prints a line with the reason.
   void playerItemDownloadingFailedWith(CachingPlayerItem& item, const Error& error) override;
 
+  /// The prepared videos, the one that was asked for last first: it lies in the direction of the
+  /// steps. Every item that is handed out names the manager for this.
+  std::vector<std::shared_ptr<AVURLAsset>> upcomingAssets() const override;
+
   /// The prepared items, built from files.
   Items cachedItems() const;
   /// The items whose download has neither been kept nor failed.
   Items streamableItems() const;
+  /// Those items' progress, in the order in which they were started.
+  std::vector<VideoDownload> downloads() const;
 
  private:
   /// An item and the last path component that matches it to a video.
@@ -67,21 +87,26 @@ class VideoCacheManager final : public CachingPlayerItemDelegate,
   enum class Place { front, back };
   enum class Duplicates { allowed, skipped };
 
-  VideoCacheManager();
+  explicit VideoCacheManager(VideoCacheSettings settings);
 
   std::optional<std::string> cacheFile(const std::string& name) const;
   bool prepare(const std::optional<Media>& video, Place place, Duplicates duplicates);
   void drop(const std::optional<Media>& video);
+  std::shared_ptr<AVPlayerItem> findItem(const URL& video, const std::string& mimeType);
+  void expectNext(const std::optional<Media>& video);
   void removeStreamable(const CachingPlayerItem& item);
   static std::shared_ptr<CachingPlayerItem> firstMatch(const NamedItems& items,
                                                        const std::string& name);
   static Items itemsOf(const NamedItems& items);
 
+  const VideoCacheSettings settings_;
   const std::string cacheDirectory_;
   // Never held during file or network work, nor while an item is released.
   mutable Mutex mutex_;
   NamedItems cachedItems_ TAVRIN_GUARDED_BY(mutex_);
   NamedItems streamableItems_ TAVRIN_GUARDED_BY(mutex_);
+  std::vector<std::string> expectedNames_
+      TAVRIN_GUARDED_BY(mutex_);  // the likeliest next one first
 };
 
 }  // namespace tavrin

@@ -1,8 +1,8 @@
-#include "Platform/Curl/CurlDataTask.hpp"
+#include "Tavrin/Curl/CurlDataTask.hpp"
 
 #include <utility>
 
-#include "Platform/Curl/DeliveryThreads.hpp"
+#include "Tavrin/Curl/DeliveryThreads.hpp"
 
 namespace tavrin::curl {
 
@@ -21,7 +21,17 @@ std::shared_ptr<CurlDataTask> CurlDataTask::make(std::shared_ptr<CurlSession> se
 }
 
 void CurlDataTask::resume() {
-  if (!isResumed_.exchange(true)) transfer_->start(shared_from_this());
+  if (!isStarted_.exchange(true)) transfer_->start(shared_from_this());
+  if (isSuspended_.exchange(false)) scheduleTurn();
+}
+
+// What has come stays in the inbox, and the transfer waits once that is full.
+void CurlDataTask::suspend() { isSuspended_ = true; }
+
+void CurlDataTask::setPriority(double priority) {
+  const auto before = this->priority();
+  URLSessionDataTask::setPriority(priority);
+  if (this->priority() != before) transfer_->setPriority(this->priority());
 }
 
 void CurlDataTask::cancel() {
@@ -55,7 +65,8 @@ void CurlDataTask::takeTurn() {
   const auto delegate = session_->delegate();
   if (delegate == nullptr) return;
   for (int i = 0; i < callsATurn; ++i) {
-    const auto* event = DeliveryThreads::shared().isStopping() ? nullptr : inbox_.take();
+    if (isSuspended_ || DeliveryThreads::shared().isStopping()) return;
+    const auto* event = inbox_.take();
     if (event == nullptr) return;
     deliver(*delegate, *event);
     const auto rest = inbox_.finish();
@@ -69,7 +80,8 @@ void CurlDataTask::deliver(URLSessionDataDelegate& delegate, const Inbox::Event&
   if (const auto* response = std::get_if<URLResponse>(&event)) {
     if (deliverResponse(delegate, *response)) return;
     cancel();
-    if (session_->delegate() != nullptr) deliverEnd(delegate, Error{"the transfer was cancelled"});
+    if (session_->delegate() == nullptr) return;
+    deliverEnd(delegate, Error{ErrorCode::cancelled, "the transfer was cancelled"});
   } else if (const auto* chunk = std::get_if<Data>(&event)) {
     delegate.urlSession(*session_, *this, *chunk);
   } else {

@@ -3,11 +3,11 @@
 #include <atomic>
 #include <memory>
 
-#include "Platform/Curl/CurlSession.hpp"
-#include "Platform/Curl/Inbox.hpp"
-#include "Platform/Curl/Transfer.hpp"
-#include "Platform/Curl/TransferClient.hpp"
-#include "Platform/Foundation/URLSession.hpp"
+#include "Tavrin/Curl/CurlSession.hpp"
+#include "Tavrin/Curl/Inbox.hpp"
+#include "Tavrin/Curl/Transfer.hpp"
+#include "Tavrin/Curl/TransferClient.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
 
 namespace tavrin::curl {
 
@@ -22,6 +22,8 @@ class CurlDataTask final : public URLSessionDataTask,
                                             const TransferLimits& limits);
 
   void resume() override;
+  void suspend() override;
+  void setPriority(double priority) override;
   /// Ends the transfer; the delegate hears nothing more. Any thread.
   void cancel();
 
@@ -44,7 +46,8 @@ class CurlDataTask final : public URLSessionDataTask,
   const std::shared_ptr<CurlSession> session_;
   const std::shared_ptr<Transfer> transfer_;
 
-  std::atomic<bool> isResumed_ = false;
+  std::atomic<bool> isStarted_ = false;
+  std::atomic<bool> isSuspended_ = false;
   Inbox inbox_;
 };
 

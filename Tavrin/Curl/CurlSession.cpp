@@ -1,9 +1,9 @@
-#include "Platform/Curl/CurlSession.hpp"
+#include "Tavrin/Curl/CurlSession.hpp"
 
 #include <utility>
 
-#include "Platform/Curl/CurlDataTask.hpp"
-#include "Platform/Curl/DeliveryThreads.hpp"
+#include "Tavrin/Curl/CurlDataTask.hpp"
+#include "Tavrin/Curl/DeliveryThreads.hpp"
 
 namespace tavrin {
 
@@ -28,8 +28,8 @@ CurlSession::CurlSession(const URLSessionConfiguration& configuration,
       queue_(SerialQueue::make(DeliveryThreads::shared())),
       delegate_(std::move(delegate)) {}
 
-std::shared_ptr<URLSessionDataTask> CurlSession::dataTask(const URL& url) {
-  const auto transfer = Transfer::make(url, configuration_, limits_);
+std::shared_ptr<URLSessionDataTask> CurlSession::dataTask(const URLRequest& request) {
+  const auto transfer = Transfer::make(request, configuration_, limits_);
   const auto task = CurlDataTask::make(shared_from_this(), transfer, limits_);
   bool isInvalidated = false;
   {

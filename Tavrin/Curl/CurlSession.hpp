@@ -3,10 +3,10 @@
 #include <memory>
 #include <vector>
 
-#include "Platform/Curl/TransferLimits.hpp"
-#include "Platform/Foundation/Executor.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Foundation/URLSession.hpp"
+#include "Tavrin/Curl/TransferLimits.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
 
 namespace tavrin::curl {
 
@@ -21,7 +21,7 @@ class CurlSession final : public URLSession, public std::enable_shared_from_this
                                            std::shared_ptr<URLSessionDataDelegate> delegate,
                                            const TransferLimits& limits = {});
 
-  std::shared_ptr<URLSessionDataTask> dataTask(const URL& url) override;
+  std::shared_ptr<URLSessionDataTask> dataTask(const URLRequest& request) override;
   void invalidateAndCancel() override;
 
   /// Absent once the session is invalidated. Any thread.

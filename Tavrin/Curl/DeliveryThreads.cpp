@@ -1,9 +1,6 @@
-#include "Platform/Curl/DeliveryThreads.hpp"
+#include "Tavrin/Curl/DeliveryThreads.hpp"
 
-#include <cstdlib>
 #include <utility>
-
-#include "Platform/Foundation/FatalError.hpp"
 
 namespace tavrin::curl {
 
@@ -18,7 +15,7 @@ constexpr std::size_t threads = 4;
 DeliveryThreads& DeliveryThreads::shared() {
   static DeliveryThreads* shared = [] {
     static auto* made = new DeliveryThreads;
-    if (std::atexit([] { made->stop(); }) != 0) fatalError("no exit handler can be added");
+    stopAtExit([](ExitDeadline until) { made->stop(until); });
     return made;
   }();
   return *shared;
@@ -40,18 +37,21 @@ void DeliveryThreads::post(Job job) {
 
 void DeliveryThreads::finished() {
   const LockGuard lock(mutex_);
-  if (--unfinished_ == 0) changed_.notify_all();
+  if (--unfinished_ <= 1) changed_.notify_all();
 }
 
 // A serial queue posts its next job from inside the one before, so none is unfinished only when all
 // queues are empty: stopping the pool earlier would leave jobs in them that hold their own queue.
-void DeliveryThreads::stop() {
+void DeliveryThreads::stop(ExitDeadline until) {
   isStopping_ = true;
+  const std::size_t own = pool_.isCurrent() ? 1 : 0;  // a delegate ends the process
   {
     const LockGuard lock(mutex_);
-    while (unfinished_ > 0) changed_.wait(mutex_);
+    while (unfinished_ > own) {
+      if (changed_.wait_until(mutex_, until) == std::cv_status::timeout) break;
+    }
   }
-  pool_.stop();
+  pool_.stop(until);
 }
 
 }  // namespace tavrin::curl

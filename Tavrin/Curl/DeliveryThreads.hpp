@@ -3,15 +3,16 @@
 #include <atomic>
 #include <cstddef>
 
-#include "Platform/Foundation/Executor.hpp"
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/Internal/ProcessEnd.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin::curl {
 
 /// The threads on which sessions call their delegates: apart from the shared executor and from the
 /// transfer thread, so that a delegate that writes files holds up neither.
 ///
-/// Joined at exit, when the serial queues that stand on it are empty.
+/// Joined at exit, in its time, when the serial queues that stand on it are empty.
 class DeliveryThreads final : public Executor {
  public:
   static DeliveryThreads& shared();
@@ -23,7 +24,7 @@ class DeliveryThreads final : public Executor {
 
  private:
   DeliveryThreads();
-  void stop();
+  void stop(ExitDeadline until);
   void finished();
 
   std::atomic<bool> isStopping_ = false;

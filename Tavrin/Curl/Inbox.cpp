@@ -1,4 +1,4 @@
-#include "Platform/Curl/Inbox.hpp"
+#include "Tavrin/Curl/Inbox.hpp"
 
 #include <algorithm>
 #include <utility>

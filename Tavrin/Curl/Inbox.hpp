@@ -8,11 +8,11 @@
 #include <variant>
 #include <vector>
 
-#include "Platform/Curl/TransferLimits.hpp"
-#include "Platform/Foundation/Data.hpp"
-#include "Platform/Foundation/Error.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Foundation/URLSession.hpp"
+#include "Tavrin/Curl/TransferLimits.hpp"
+#include "Tavrin/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
 
 namespace tavrin::curl {
 

@@ -3,9 +3,10 @@
 #include <curl/curl.h>
 
 #include <optional>
-#include <string>
 
-#include "Platform/Foundation/URLSession.hpp"
+#include "Tavrin/Curl/TransferLimits.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
 
 namespace tavrin::curl {
 
@@ -13,15 +14,15 @@ namespace tavrin::curl {
 struct ResponseHead {
   long status = 0;
   URLResponse response;
-  /// Other than identity, which is all that was asked for.
-  std::optional<std::string> contentEncoding;
-
-  static ResponseHead read(CURL* handle);
-
-  /// More answers follow: this one is informational, or a redirect.
-  bool isInterim() const { return status < 200 || (status >= 300 && status < 400); }
   /// Why the body is not the resource that was asked for. Absent when it is.
-  std::optional<std::string> objection() const;
+  std::optional<Error> objection;
+
+  static ResponseHead read(CURL* handle, const URLRequest& asked, const TransferLimits& limits);
+  static long readStatus(CURL* handle);
+
+  bool isRedirect() const { return status >= 300 && status < 400; }
+  /// More answers follow: this one is informational, or a redirect.
+  bool isInterim() const { return status < 200 || isRedirect(); }
 };
 
 }  // namespace tavrin::curl

@@ -4,8 +4,8 @@
 #include <optional>
 #include <span>
 
-#include "Platform/Foundation/Error.hpp"
-#include "Platform/Foundation/URLSession.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
 
 namespace tavrin::curl {
 

@@ -1,25 +1,24 @@
-#include "Platform/Curl/TransferThread.hpp"
+#include "Tavrin/Curl/TransferThread.hpp"
 
 #include <pthread.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <exception>
 #include <utility>
 
-#include "Platform/Curl/Transfer.hpp"
-#include "Platform/Foundation/FatalError.hpp"
+#include "Tavrin/Curl/Transfer.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
 
 namespace tavrin::curl {
 
 namespace {
 
-// Idle connections kept for the next transfer to the same server.
-constexpr long idleConnections = 8;
+// How often a loop that cannot be woken looks for jobs.
+constexpr std::chrono::milliseconds deafTurn(20);
 
 CURLM* makeMulti() {
   CURLM* multi = curl_multi_init();
   if (multi == nullptr) fatalError("the transfer loop cannot be created");
-  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, idleConnections);
   return multi;
 }
 
@@ -31,43 +30,85 @@ TransferThread& TransferThread::shared() {
   static TransferThread* thread = [] {
     curl_global_init(CURL_GLOBAL_DEFAULT);
     static auto* made = new TransferThread;
-    if (std::atexit([] { made->stop(); }) != 0) fatalError("no exit handler can be added");
+    stopAtExit([](ExitDeadline until) { made->stop(until); });
     return made;
   }();
   return *thread;
 }
 
-TransferThread::TransferThread() : multi_(makeMulti()), thread_([this] { run(); }) {}
+TransferThread::TransferThread() : process_(processNumber()), multi_(makeMulti()) {}
 
-void TransferThread::stop() {
+bool TransferThread::start() {
+  if (process_ != processNumber()) return false;
+  const LockGuard lock(mutex_);
+  return isStopping_ || startOnce();
+}
+
+bool TransferThread::startOnce() {
+  if (thread_.joinable()) return true;
+  try {
+    thread_ = std::thread([this] { run(); });
+  } catch (const std::exception&) {
+    return false;
+  }
+  return true;
+}
+
+// A thread that does not end in time is left, with all that it uses.
+void TransferThread::stop(ExitDeadline until) {
+  std::thread thread;
+  bool hasEnded = false;
   {
     const LockGuard lock(mutex_);
     isStopping_ = true;
     curl_multi_wakeup(multi_);
+    thread.swap(thread_);
+    while (thread.joinable() && !hasEnded_) {
+      if (ended_.wait_until(mutex_, until) == std::cv_status::timeout) break;
+    }
+    hasEnded = hasEnded_ || !thread.joinable();
   }
-  thread_.join();
+  if (!hasEnded) return thread.detach();
+  if (thread.joinable()) thread.join();
   curl_multi_cleanup(multi_);
 }
 
 void TransferThread::post(Job job) {
+  if (process_ != processNumber()) return;
   // The wake-up too is under the lock, so that the loop is not cleaned up meanwhile.
   const LockGuard lock(mutex_);
   if (isStopping_) return;
+  static_cast<void>(startOnce());  // without it the job waits for the next one
   jobs_.push_back(std::move(job));
   if (jobs_.size() == 1) curl_multi_wakeup(multi_);
 }
 
+// A loop that was made while no descriptor was free has no wake-up.
+void TransferThread::restoreHearing() {
+  if (!isDeaf_ || !active_.empty()) return;
+  const LockGuard lock(mutex_);
+  curl_multi_cleanup(multi_);
+  multi_ = makeMulti();
+  isDeaf_ = curl_multi_wakeup(multi_) != CURLM_OK;
+}
+
 void TransferThread::run() {
   pthread_setname_np(pthread_self(), "transfer");
+  isDeaf_ = curl_multi_wakeup(multi_) != CURLM_OK;
   while (runJobs()) {
     int running = 0;
     curl_multi_perform(multi_, &running);
     runLateJobs();
     endCompleted();
     endSilent();
+    line_.settle();
+    restoreHearing();
     curl_multi_poll(multi_, nullptr, 0, pollMilliseconds(), nullptr);
   }
-  while (!active_.empty()) remove(active_.begin()->first);
+  line_.clear();
+  const LockGuard lock(mutex_);
+  hasEnded_ = true;
+  ended_.notify_all();
 }
 
 // False once the thread is to stop.
@@ -98,12 +139,7 @@ CURLMcode TransferThread::add(const std::shared_ptr<Transfer>& transfer) {
 }
 
 void TransferThread::remove(CURL* handle) {
-  const auto found = active_.find(handle);
-  if (found == active_.end()) return;
-  const auto transfer = std::move(found->second);
-  active_.erase(found);
-  curl_multi_remove_handle(multi_, handle);
-  transfer->release();
+  if (active_.erase(handle) > 0) curl_multi_remove_handle(multi_, handle);
 }
 
 void TransferThread::endCompleted() {
@@ -111,9 +147,7 @@ void TransferThread::endCompleted() {
   while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
     if (message->msg != CURLMSG_DONE) continue;
     const auto result = message->data.result;
-    const auto transfer = active_.at(message->easy_handle);
-    transfer->end(result);
-    remove(message->easy_handle);
+    std::shared_ptr(active_.at(message->easy_handle))->complete(result);
   }
 }
 
@@ -130,16 +164,14 @@ void TransferThread::endSilent() {
       nextSilenceCheck_ = std::min(nextSilenceCheck_, silentAt);
     }
   }
-  for (const auto& transfer : silent) {
-    transfer->endAsSilent();
-    remove(transfer->handle());
-  }
+  for (const auto& transfer : silent) transfer->endAsSilent();
 }
 
 int TransferThread::pollMilliseconds() const {
-  constexpr std::chrono::milliseconds longest = std::chrono::hours(1);
-  if (nextSilenceCheck_ == Clock::time_point::max()) return static_cast<int>(longest.count());
-  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(nextSilenceCheck_ - Clock::now());
+  const std::chrono::milliseconds longest = isDeaf_ ? deafTurn : std::chrono::hours(1);
+  const auto next = std::min(nextSilenceCheck_, line_.nextChange().value_or(nextSilenceCheck_));
+  if (next == Clock::time_point::max()) return static_cast<int>(longest.count());
+  const auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
   return static_cast<int>(std::clamp(wait, std::chrono::milliseconds(0), longest).count());
 }
 

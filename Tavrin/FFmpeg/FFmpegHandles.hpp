@@ -4,8 +4,8 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/frame.h>
+#include <libavutil/log.h>
 #include <libswscale/swscale.h>
 }
 
@@ -13,7 +13,6 @@ namespace tavrin {
 
 /// The libraries' objects, each freed by the function that belongs to it.
 struct FFmpegFree {
-  void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
   void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }

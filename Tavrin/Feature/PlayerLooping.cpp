@@ -1,5 +1,6 @@
-#include "Platform/Foundation/NotificationCenter.hpp"
-#include "Tavrin/Extensions/Extension+AVPlayer.hpp"
+#include "Tavrin/Feature/PlayerLooping.hpp"
+
+#include "Tavrin/Foundation/NotificationCenter.hpp"
 
 namespace tavrin {
 

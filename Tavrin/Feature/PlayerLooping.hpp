@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "Platform/Media/AVPlayer.hpp"
+#include "Tavrin/Media/AVPlayer.hpp"
 
 namespace tavrin {
 

@@ -1,11 +1,11 @@
-#include "Tavrin/VideoFeature.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
 
 #include <utility>
 #include <variant>
 
-#include "Platform/Foundation/FatalError.hpp"
-#include "Tavrin/Extensions/Extension+AVPlayer.hpp"
-#include "Tavrin/VideoFeatureEffects.hpp"
+#include "Tavrin/Feature/PlayerLooping.hpp"
+#include "Tavrin/Feature/VideoFeatureEffects.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
 
 namespace tavrin {
 
@@ -16,7 +16,7 @@ namespace {
 
 using Result = Effect<VideoFeatureAction>;
 
-std::optional<AVPlayerItem::Status> statusOf(const std::shared_ptr<AVPlayerItem>& item) {
+std::optional<AVPlayerItemStatus> statusOf(const std::shared_ptr<AVPlayerItem>& item) {
   return item ? std::optional(item->status()) : std::nullopt;
 }
 
@@ -25,8 +25,8 @@ std::optional<AVPlayerItem::Status> statusOf(const std::shared_ptr<AVPlayerItem>
 // One function per action, named by its case.
 class VideoFeature::BusinessReducer {
  public:
-  BusinessReducer(State& state, const VideoManager& videoManager)
-      : state_(state), videoManager_(videoManager) {}
+  BusinessReducer(State& state, const VideoManager& videoManager, const EffectOrder& order)
+      : state_(state), videoManager_(videoManager), order_(order) {}
 
   Result operator()(const BusinessAction::SetMedia& action) {
     const auto& values = action.values;
@@ -45,8 +45,8 @@ class VideoFeature::BusinessReducer {
   }
 
   Result operator()(const BusinessAction::SetPlayer& action) const {
-    return Result::run(
-        PlayerEffect{videoManager_, state_.managerId(), action.values, state_.player()});
+    return Result::run(PlayerEffect{videoManager_, state_.managerId(), action.values,
+                                    state_.player(), order_.next()});
   }
 
   Result operator()(const BusinessAction::SetCurrentMedia& action) {
@@ -137,11 +137,12 @@ class VideoFeature::BusinessReducer {
     if (!position) return Result::none();
     state_.videoIndex = *position;
     return Result::run(StepEffect{videoManager_, direction, state_.managerId(), *position,
-                                  state_.media(), mediaId});
+                                  state_.media(), mediaId, order_.last()});
   }
 
   State& state_;
   const VideoManager& videoManager_;
+  const EffectOrder& order_;
 };
 
 Effect<VideoFeatureAction> VideoFeature::reduce(State& state, const Action& action) const {
@@ -151,7 +152,7 @@ Effect<VideoFeatureAction> VideoFeature::reduce(State& state, const Action& acti
 }
 
 Effect<VideoFeatureAction> VideoFeature::_reduce(State& state, const BusinessAction& action) const {
-  return std::visit(BusinessReducer(state, videoManager), action.value);
+  return std::visit(BusinessReducer(state, videoManager, order_), action.value);
 }
 
 void VideoFeature::_loopVideo(std::optional<bool> loop, const std::shared_ptr<AVPlayer>& player) {

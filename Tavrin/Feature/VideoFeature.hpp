@@ -4,11 +4,12 @@
 #include <memory>
 #include <optional>
 
-#include "Architecture/DependencyValues.hpp"
-#include "Architecture/Reducer.hpp"
-#include "Tavrin/Dependency/VideoCacheDependency.hpp"
-#include "Tavrin/VideoFeatureAction.hpp"
-#include "Tavrin/VideoFeatureState.hpp"
+#include "Tavrin/Architecture/DependencyValues.hpp"
+#include "Tavrin/Architecture/EffectOrder.hpp"
+#include "Tavrin/Architecture/Reducer.hpp"
+#include "Tavrin/Cache/VideoCacheDependency.hpp"
+#include "Tavrin/Feature/VideoFeatureAction.hpp"
+#include "Tavrin/Feature/VideoFeatureState.hpp"
 
 namespace tavrin {
 
@@ -17,6 +18,9 @@ namespace tavrin {
 /// A host gives it to a `Store`, sends `prepareMedia`, then `setMedia` for the first item and for
 /// each that follows, whatever its controls ask for, and `playerDeinit` at the end. Nothing fails:
 /// where there is no position, item or player, nothing happens.
+///
+/// Steps take effect one after another, each with all that it leads to, so the last one asked for
+/// is the one that is shown. A value serves one store; a copy is a feature of its own.
 class VideoFeature {
  public:
   using State = VideoFeatureState;
@@ -53,6 +57,7 @@ class VideoFeature {
   Effect<Action> _reduce(State& state, const BusinessAction& action) const;
 
   Dependency<VideoCacheDependencyKey> videoManager;
+  EffectOrder order_;  // of the step and player effects
 };
 
 }  // namespace tavrin

@@ -5,10 +5,10 @@
 #include <utility>
 #include <variant>
 
-#include "Architecture/CasePath.hpp"
-#include "Models/Media.hpp"
-#include "Platform/Media/AVPlayerItem.hpp"
-#include "Tavrin/VideoFeatureActionValues.hpp"
+#include "Tavrin/Architecture/CasePath.hpp"
+#include "Tavrin/Feature/VideoFeatureActionValues.hpp"
+#include "Tavrin/Media/AVPlayerItem.hpp"
+#include "Tavrin/Models/Media.hpp"
 
 namespace tavrin {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Foundation/URL.hpp"
-#include "Platform/Foundation/UUID.hpp"
+#include "Tavrin/Foundation/URL.hpp"
+#include "Tavrin/Foundation/UUID.hpp"
 
 namespace tavrin {
 

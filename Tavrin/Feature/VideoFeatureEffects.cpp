@@ -1,11 +1,10 @@
-#include "Tavrin/VideoFeatureEffects.hpp"
+#include "Tavrin/Feature/VideoFeatureEffects.hpp"
 
 #include <coroutine>
 #include <utility>
 
-#include "Platform/Media/AVAudioSession.hpp"
-#include "Tavrin/Extensions/Extension+Array.hpp"
-#include "Tavrin/VideoFeature.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
+#include "Tavrin/Media/AVAudioSession.hpp"
 
 namespace tavrin {
 
@@ -29,20 +28,25 @@ std::optional<Media> at(const std::vector<Media>& list, std::size_t position) {
   return position < list.size() ? std::optional<Media>(list[position]) : std::nullopt;
 }
 
-// The seek ends on the main queue; the effect goes on where it was.
+// The seek ends on the main queue; the effect goes on where it was. It may end, and let go of the
+// player, while this thread is still in the call.
 class SeekToZero {
  public:
-  SeekToZero(AVPlayer& player, Executor& executor) : player_(player), executor_(executor) {}
+  SeekToZero(std::shared_ptr<AVPlayer> player, Executor& executor)
+      : player_(std::move(player)), executor_(executor) {}
   bool await_ready() const noexcept { return false; }
-  void await_suspend(std::coroutine_handle<> effect) {
-    player_.seek(CMTime::zero, [effect, executor = &executor_](bool) {
-      executor->post([effect] { effect.resume(); });
-    });
-  }
+  void await_suspend(std::coroutine_handle<> effect) { seek(player_, executor_, effect); }
   void await_resume() const noexcept {}
 
  private:
-  AVPlayer& player_;
+  static void seek(const std::shared_ptr<AVPlayer> kept, Executor& executor,  // NOLINT: kept
+                   std::coroutine_handle<> effect) {
+    kept->seek(CMTime::zero, [effect, executor = &executor](bool) {
+      executor->post([effect] { effect.resume(); });
+    });
+  }
+
+  const std::shared_ptr<AVPlayer> player_;
   Executor& executor_;
 };
 
@@ -66,6 +70,8 @@ Task<void> PrepareEffect::operator()(SendAction send) const {
 }
 
 Task<void> StepEffect::operator()(SendAction send) const {
+  EffectOrder::Turn turn(place, send.executor());
+  co_await turn;
   co_await prepareNeighbours();
   const auto item = itemToShow();
   if (!item) co_return;
@@ -95,11 +101,13 @@ std::optional<Media> StepEffect::itemToShow() const {
 }
 
 Task<void> PlayerEffect::operator()(SendAction send) const {
+  EffectOrder::Turn turn(place, send.executor());
+  co_await turn;
   const auto item =
       co_await videoManager()->returnVideoFromArr(managerId, values.url, values.mimeType);
   if (player) {
     player->replaceCurrentItem(item);
-    SeekToZero seeking(*player, send.executor());
+    SeekToZero seeking(player, send.executor());
     co_await seeking;
     player->setAutomaticallyWaitsToMinimizeStalling(false);
     VideoFeature::_loopVideo(values.loopVideo, player);

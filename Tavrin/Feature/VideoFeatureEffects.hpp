@@ -4,15 +4,16 @@
 #include <memory>
 #include <optional>
 
-#include "Architecture/DependencyValues.hpp"
-#include "Architecture/Effect.hpp"
-#include "Tavrin/Dependency/VideoCacheDependency.hpp"
-#include "Tavrin/VideoFeatureAction.hpp"
-#include "Tavrin/VideoFeatureState.hpp"
+#include "Tavrin/Architecture/DependencyValues.hpp"
+#include "Tavrin/Architecture/Effect.hpp"
+#include "Tavrin/Architecture/EffectOrder.hpp"
+#include "Tavrin/Cache/VideoCacheDependency.hpp"
+#include "Tavrin/Feature/VideoFeatureAction.hpp"
+#include "Tavrin/Feature/VideoFeatureState.hpp"
 
 /// The asynchronous operations that the video feature's reducer returns. Each holds what it
 /// captured and never reads the live state. They run on the shared executor and are never
-/// cancelled.
+/// cancelled. A step and the player effect that it leads to are done before the next step begins.
 namespace tavrin {
 
 using VideoManager = Dependency<VideoCacheDependencyKey>;
@@ -37,6 +38,7 @@ struct StepEffect {
   MediaList media;
   /// The item to show. Absent: the one at `position`.
   std::optional<UUID> mediaId;
+  EffectOrder::Place place = {};
 
   Task<void> operator()(SendAction send) const;
 
@@ -52,6 +54,7 @@ struct PlayerEffect {
   SetPlayerValues values;
   /// Null when there was no player yet.
   std::shared_ptr<AVPlayer> player;
+  EffectOrder::Place place = {};
 
   Task<void> operator()(SendAction send) const;
 };

@@ -1,5 +1,4 @@
-#include "Tavrin/Extensions/Extension+Array.hpp"
-#include "Tavrin/VideoFeature.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
 
 namespace tavrin {
 

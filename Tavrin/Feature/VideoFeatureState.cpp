@@ -1,4 +1,4 @@
-#include "Tavrin/VideoFeatureState.hpp"
+#include "Tavrin/Feature/VideoFeatureState.hpp"
 
 #include <utility>
 

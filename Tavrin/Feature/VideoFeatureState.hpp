@@ -5,10 +5,10 @@
 #include <optional>
 #include <vector>
 
-#include "Architecture/IdentifiedArray.hpp"
-#include "Architecture/Observation.hpp"
-#include "Models/Media.hpp"
-#include "Platform/Media/AVPlayer.hpp"
+#include "Tavrin/Architecture/IdentifiedArray.hpp"
+#include "Tavrin/Architecture/Observation.hpp"
+#include "Tavrin/Media/AVPlayer.hpp"
+#include "Tavrin/Models/Media.hpp"
 
 namespace tavrin {
 
@@ -28,7 +28,7 @@ struct VideoFeatureState {
   /// arrived.
   Observed<std::optional<Media>> currentMedia;
   /// The status that the last player item had when the player got it; not kept up to date.
-  Observed<std::optional<AVPlayerItem::Status>> playerStatus;
+  Observed<std::optional<AVPlayerItemStatus>> playerStatus;
   /// Whether a player item has been installed since the last `setMedia`.
   Observed<bool> playerIsSet = false;
   Observed<bool> isMuted = false;

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/Bundle.hpp"
+#include "Tavrin/Foundation/Bundle.hpp"
 
 #include <charconv>
 #include <cstdint>

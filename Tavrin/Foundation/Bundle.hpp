@@ -7,7 +7,7 @@
 #include <optional>
 #include <string_view>
 
-#include "Platform/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Data.hpp"
 
 namespace tavrin {
 

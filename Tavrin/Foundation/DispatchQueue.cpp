@@ -1,4 +1,4 @@
-#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
 
 #include <utility>
 
@@ -41,22 +41,45 @@ bool DispatchQueue::runOne() {
   return true;
 }
 
+// A host that polls once for each wake-up must hear of the jobs that are left, also when one threw.
+class DispatchQueue::RingsForTheRest {
+ public:
+  explicit RingsForTheRest(DispatchQueue& queue) : queue_(queue) {}
+  ~RingsForTheRest() {
+    std::function<void()> wakeUp;
+    {
+      const LockGuard lock(queue_.mutex_);
+      if (!queue_.jobs_.empty()) wakeUp = queue_.wakeUp_;
+    }
+    if (wakeUp) wakeUp();
+  }
+  RingsForTheRest(const RingsForTheRest&) = delete;
+  RingsForTheRest& operator=(const RingsForTheRest&) = delete;
+
+ private:
+  DispatchQueue& queue_;
+};
+
 bool DispatchQueue::poll() {
   std::size_t queued = 0;
   {
     const LockGuard lock(mutex_);
     queued = jobs_.size();
   }
-  const bool hadJobs = queued > 0;
+  if (queued == 0) return false;
+  const RingsForTheRest ringing(*this);
   while (queued > 0 && runOne()) --queued;
-  return hadJobs;
+  return true;
 }
 
 bool DispatchQueue::runUntil(const std::function<bool()>& done, std::chrono::nanoseconds timeout) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   for (;;) {
     if (done()) return true;
-    if (runOne()) continue;
+    if (runOne()) {
+      if (std::chrono::steady_clock::now() < deadline) continue;
+      break;
+    }
     const LockGuard lock(mutex_);
     if (!jobs_.empty()) continue;
     if (changed_.wait_until(mutex_, deadline) == std::cv_status::timeout && jobs_.empty()) break;

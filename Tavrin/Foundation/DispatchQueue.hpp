@@ -5,8 +5,8 @@
 #include <functional>
 #include <thread>
 
-#include "Platform/Foundation/Executor.hpp"
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin {
 
@@ -32,22 +32,27 @@ class DispatchQueue final : public Executor {
   void async(Job job) { post(std::move(job)); }
   void post(Job job) override;
 
-  /// Runs the jobs that are queued now and returns whether there was one. Owner only; may be called
-  /// from inside a job.
+  /// Runs the jobs that are queued now and returns whether there was one. Rings the wake-up hook at
+  /// the end when jobs are left: those that came meanwhile, and those behind a job that threw.
+  /// Owner only; may be called from inside a job.
   bool poll();
   /// Runs jobs until `done` returns true, asked before each wait and after each job, or until the
-  /// time is up. Returns what `done` last said. Owner only.
+  /// time is up, which only the job that is running then can overrun. Returns what `done` last
+  /// said. Owner only.
   bool runUntil(const std::function<bool()>& done, std::chrono::nanoseconds timeout);
   /// Runs jobs until `stop()`. Owner only.
   void run();
   /// Ends `run()` after the job it is in. Any thread.
   void stop();
 
-  /// Sets what is called, on the posting thread, each time the queue goes from empty to not empty.
-  /// It must not call back into the queue. Set it before other threads post.
+  /// Sets what is called each time the queue goes from empty to not empty, on the posting thread,
+  /// and when `poll` leaves jobs, on the owner. It must not throw, nor call back into the queue.
+  /// Set it before other threads post.
   void setWakeUp(std::function<void()> wakeUp);
 
  private:
+  class RingsForTheRest;
+
   bool runOne();
 
   std::thread::id owner_;  // changed by adopt() alone, before the queue is shared

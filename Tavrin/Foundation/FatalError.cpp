@@ -1,4 +1,4 @@
-#include "Platform/Foundation/FatalError.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/FileManager.hpp"
+#include "Tavrin/Foundation/FileManager.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,9 +7,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <system_error>
+#include <utility>
 
-#include "Platform/Foundation/FileDescriptor.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/FileDescriptor.hpp"
+#include "Tavrin/Foundation/Internal/FileBytes.hpp"
 
 namespace tavrin {
 
@@ -19,6 +23,27 @@ std::optional<std::string> absolutePath(const char* variable) {
   const char* value = std::getenv(variable);  // NOLINT: hosts set it before they start threads
   if (value == nullptr || value[0] != '/') return std::nullopt;
   return value;
+}
+
+// Up to here, holding the bytes costs less than a descriptor and a read for each window.
+constexpr std::int64_t smallFileBytes = std::int64_t{64} * 1024;
+
+// A container's index lies at its head or at its tail, and playing begins behind the head.
+constexpr std::int64_t headBytes = std::int64_t{2} << 20;
+constexpr std::int64_t tailBytes = std::int64_t{1} << 20;
+
+// A pipe in a file's place would make a plain open wait.
+FileDescriptor openForReading(const std::string& path) {
+  return FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+}
+
+// Absent for what is not open, or is no regular file.
+std::optional<std::int64_t> regularSize(const FileDescriptor& file) {
+  struct stat found{};
+  if (!file.isOpen() || ::fstat(file.get(), &found) != 0 || !S_ISREG(found.st_mode)) {
+    return std::nullopt;
+  }
+  return found.st_size;
 }
 
 // Reads until the end of the file, at most `room`. Absent when a read fails.
@@ -32,6 +57,19 @@ std::optional<std::size_t> readInto(int file, std::span<std::byte> room) {
     filled += static_cast<std::size_t>(got);
   }
   return filled;
+}
+
+std::optional<Data> readWhole(const FileDescriptor& file, std::int64_t size) {
+  try {
+    Data data;
+    data.reserve(size);
+    const auto filled = readInto(file.get(), data.resize(size));
+    if (!filled) return std::nullopt;
+    data.resize(static_cast<std::int64_t>(*filled));
+    return data;
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
 }
 
 }  // namespace
@@ -62,22 +100,26 @@ std::optional<Error> FileManager::createDirectory(const std::string& path) {
 }
 
 std::optional<Data> FileManager::contents(const std::string& path) {
-  // A pipe in the file's place would make a plain open wait.
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat found{};
-  if (!file.isOpen() || ::fstat(file.get(), &found) != 0 || !S_ISREG(found.st_mode)) {
-    return std::nullopt;
-  }
-  try {
-    Data data;
-    data.reserve(found.st_size);
-    const auto filled = readInto(file.get(), data.resize(found.st_size));
-    if (!filled) return std::nullopt;
-    data.resize(static_cast<std::int64_t>(*filled));
-    return data;
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
-  }
+  const auto file = openForReading(path);
+  const auto size = regularSize(file);
+  return size ? readWhole(file, *size) : std::nullopt;
+}
+
+std::optional<Data> FileManager::open(const std::string& path) {
+  auto file = openForReading(path);
+  const auto size = regularSize(file);
+  if (!size) return std::nullopt;
+  if (*size <= smallFileBytes) return readWhole(file, *size);
+  return Data(std::make_shared<const FileBytes>(std::move(file)), 0, *size);
+}
+
+void FileManager::readAhead(const Data& file) {
+  auto bytes = std::dynamic_pointer_cast<const FileBytes>(file.source());
+  if (!bytes) return;
+  Executor::files().post([bytes = std::move(bytes), end = file.count()] {
+    bytes->expect(0, headBytes);
+    bytes->expect(std::max(headBytes, end - tailBytes), tailBytes);
+  });
 }
 
 }  // namespace tavrin

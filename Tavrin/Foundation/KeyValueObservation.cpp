@@ -1,4 +1,4 @@
-#include "Platform/Foundation/KeyValueObservation.hpp"
+#include "Tavrin/Foundation/KeyValueObservation.hpp"
 
 #include <utility>
 

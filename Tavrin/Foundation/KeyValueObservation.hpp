@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin {
 

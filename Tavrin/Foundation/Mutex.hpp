@@ -31,7 +31,7 @@ class TAVRIN_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
 /// Holds a `Mutex` for a scope.
 class TAVRIN_THREAD_ATTRIBUTE(scoped_lockable) LockGuard {
  public:
-  explicit LockGuard(Mutex& mutex) TAVRIN_THREAD_ATTRIBUTE(acquire_capability(mutex))
+  [[nodiscard]] explicit LockGuard(Mutex& mutex) TAVRIN_THREAD_ATTRIBUTE(acquire_capability(mutex))
       : mutex_(mutex) {
     mutex_.lock();
   }

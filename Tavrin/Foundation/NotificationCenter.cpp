@@ -1,4 +1,4 @@
-#include "Platform/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
 
 #include <algorithm>
 #include <utility>

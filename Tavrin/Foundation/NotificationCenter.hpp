@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin {
 

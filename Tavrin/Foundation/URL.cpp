@@ -1,4 +1,4 @@
-#include "Platform/Foundation/URL.hpp"
+#include "Tavrin/Foundation/URL.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -80,6 +80,13 @@ URL URL::file(std::string_view path) {
 std::optional<std::string> URL::scheme() const {
   const auto found = split(text_).scheme;
   return found && isScheme(*found) ? owned(found) : std::nullopt;
+}
+
+bool URL::isHTTP() const {
+  auto name = scheme().value_or("");
+  std::ranges::transform(name, name.begin(),
+                         [](char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; });
+  return name == "http" || name == "https";
 }
 
 std::optional<std::string> URL::authority() const { return owned(split(text_).authority); }

@@ -34,6 +34,8 @@ class URL {
   /// The address itself: every address of this class stands alone, without a base.
   const URL& absoluteURL() const { return *this; }
   bool isFileURL() const { return scheme() == "file"; }
+  /// Whether the scheme is http or https, whatever its case.
+  bool isHTTP() const;
 
   /// Encodes every byte that may not stand as it is in one component of a path.
   static std::string percentEncode(std::string_view component);

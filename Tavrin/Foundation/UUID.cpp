@@ -1,4 +1,4 @@
-#include "Platform/Foundation/UUID.hpp"
+#include "Tavrin/Foundation/UUID.hpp"
 
 #include <charconv>
 #include <cstring>

@@ -1,12 +1,13 @@
-#include "Tavrin/CachingPlayerItem.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
 
 #include <utility>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Foundation/FatalError.hpp"
-#include "Platform/Foundation/NotificationCenter.hpp"
-#include "Platform/Media/AVAssetResourceLoader.hpp"
-#include "Tavrin/CachingPlayerItemResourceLoader.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Item/Internal/CachingPlayerItemResourceLoader.hpp"
+#include "Tavrin/Item/Internal/DownloadedBody.hpp"
+#include "Tavrin/Media/AVAssetResourceLoader.hpp"
 
 namespace tavrin {
 
@@ -23,11 +24,13 @@ std::optional<URL> withScheme(const URL& url, std::string_view scheme) {
 
 }  // namespace
 
-std::shared_ptr<CachingPlayerItem> CachingPlayerItem::make(const URL& url) {
+std::shared_ptr<CachingPlayerItem> CachingPlayerItem::make(const URL& url, ResponseTest accepts,
+                                                           std::string directory) {
   auto scheme = url.scheme();
   const auto assetURL = withScheme(url, cachingPlayerItemScheme);
   if (!scheme || !assetURL) fatalError("Urls without a scheme are not supported");
-  return make(url, std::move(scheme), *assetURL, ResourceLoaderDelegate::make());
+  return make(url, std::move(scheme), *assetURL,
+              ResourceLoaderDelegate::make(std::move(accepts), std::move(directory)));
 }
 
 std::shared_ptr<CachingPlayerItem> CachingPlayerItem::make(Data data, std::string mimeType,
@@ -84,7 +87,15 @@ CachingPlayerItem::~CachingPlayerItem() {
   asset()->resourceLoader()->setEnd({0, Error{"The item has been released"}});
 }
 
+std::int64_t CachingPlayerItem::memoryLimit() { return DownloadedBody::memoryLimit(); }
+
+void CachingPlayerItem::setMemoryLimit(std::int64_t bytes) {
+  DownloadedBody::setMemoryLimit(bytes);
+}
+
 void CachingPlayerItem::download() { resourceLoaderDelegate_->startDataRequestOnce(url_); }
+
+DownloadProgress CachingPlayerItem::progress() const { return resourceLoaderDelegate_->progress(); }
 
 std::shared_ptr<CachingPlayerItemDelegate> CachingPlayerItem::delegate() const {
   const LockGuard lock(mutex_);

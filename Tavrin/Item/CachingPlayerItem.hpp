@@ -1,27 +1,44 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "Platform/Foundation/Data.hpp"
-#include "Platform/Foundation/Error.hpp"
-#include "Platform/Foundation/KeyValueObservation.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Foundation/URL.hpp"
-#include "Platform/Media/AVPlayerItem.hpp"
+#include "Tavrin/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Foundation/KeyValueObservation.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/URL.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
+#include "Tavrin/Media/AVPlayerItem.hpp"
 
 namespace tavrin {
 
 class CachingPlayerItem;
 
+/// How much of a video has been downloaded.
+struct DownloadProgress {
+  std::int64_t received = 0;  // bytes
+  /// In bytes. Absent while the server has not named it.
+  std::optional<std::int64_t> expected;
+
+  bool operator==(const DownloadProgress&) const = default;
+};
+
+/// Decides by a server's answer whether what follows can be the video. Called on the download's own
+/// serial queue.
+using ResponseTest = std::function<bool(const URLResponse&)>;
+
 /// Hears what becomes of a caching item. Every operation may be left out.
 class CachingPlayerItemDelegate {
  public:
   virtual ~CachingPlayerItemDelegate() = default;
-  /// The download is complete: `data` is the whole body. On the download's own serial queue.
+  /// The download is complete, and written if it has a directory: `data` is the whole body. On the
+  /// download's own serial queue, or on a thread of `Executor::files()` if it has a directory.
   virtual void playerItemDidFinishDownloadingData(CachingPlayerItem&, const Data& /*data*/) {}
   /// The item's status has changed, to whatever value. On the thread that changed it.
   virtual void playerItemReadyToPlay(CachingPlayerItem&) {}
@@ -32,7 +49,8 @@ class CachingPlayerItemDelegate {
 };
 
 /// A player item that plays a remote video while it downloads it, once, into memory, and hands the
-/// whole body to its delegate; or one that plays bytes that are in memory already.
+/// whole body to its delegate; or one that plays bytes that are there already, in memory or in a
+/// file.
 ///
 /// An engine sees an address of a private scheme, which it can read only through the item's own
 /// resource loader, on the main queue. Releasing the item ends a download that is running, tells
@@ -42,8 +60,14 @@ class CachingPlayerItem final : public AVPlayerItem, public KeyValueObserver {
   class ResourceLoaderDelegate;
 
   /// An item for a remote video. Nothing is downloaded before `download()` or the first request of
-  /// an engine. Stops the process when the address has no scheme.
-  static std::shared_ptr<CachingPlayerItem> make(const URL& url);
+  /// an engine. Stops the process when the address has no scheme. A download whose answer does not
+  /// pass the test fails with `ErrorCode::notAccepted`; without a test every answer passes.
+  ///
+  /// With a directory, the bytes are written as they come into a file there that has no name, and
+  /// `FileManager::write` keeps them under one without a copy; only what the disk does not take
+  /// stays in memory. Without a directory all of them do.
+  static std::shared_ptr<CachingPlayerItem> make(const URL& url, ResponseTest accepts = nullptr,
+                                                 std::string directory = {});
   /// An item for a video in memory. Its address ends in `lastPathComponents`, percent-encoded: any
   /// file name comes back from `url().lastPathComponent()` as it was given.
   static std::shared_ptr<CachingPlayerItem> make(Data data, std::string mimeType,
@@ -55,9 +79,18 @@ class CachingPlayerItem final : public AVPlayerItem, public KeyValueObserver {
 
   ~CachingPlayerItem() override;
 
+  /// The most bytes that the downloads of this process may hold in memory together, 256 MiB unless
+  /// set. A download that needs more fails.
+  static std::int64_t memoryLimit();
+  static void setMemoryLimit(std::int64_t bytes);
+
   /// Starts the download unless it has been started before, whatever came of it. Does nothing for
   /// an item whose video is in memory.
   void download();
+
+  /// How far the download has come; a video in memory has all its bytes. Quick enough to be asked
+  /// for each picture.
+  DownloadProgress progress() const;
 
   /// The remote address as it was given, or the made-up one of a video in memory.
   const URL& url() const { return url_; }

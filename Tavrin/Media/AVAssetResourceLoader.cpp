@@ -1,4 +1,4 @@
-#include "Platform/Media/AVAssetResourceLoader.hpp"
+#include "Tavrin/Media/AVAssetResourceLoader.hpp"
 
 #include <utility>
 

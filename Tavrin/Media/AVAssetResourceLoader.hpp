@@ -4,11 +4,11 @@
 #include <memory>
 #include <optional>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Foundation/Error.hpp"
-#include "Platform/Foundation/KeyValueObservation.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Media/AVAssetResourceLoadingRequest.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Foundation/KeyValueObservation.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Media/AVAssetResourceLoadingRequest.hpp"
 
 namespace tavrin {
 

@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Foundation/Data.hpp"
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin {
 

@@ -1,4 +1,4 @@
-#include "Platform/Media/AVAudioSession.hpp"
+#include "Tavrin/Media/AVAudioSession.hpp"
 
 #include <utility>
 

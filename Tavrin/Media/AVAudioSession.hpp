@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin {
 

@@ -1,14 +1,17 @@
-#include "Platform/Media/AVPlayer.hpp"
+#include "Tavrin/Media/AVPlayer.hpp"
 
 #include <utility>
 
-#include "Platform/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Media/Internal/UpcomingRelay.hpp"
 
 namespace tavrin {
 
 std::shared_ptr<AVPlayer> AVPlayer::make(std::shared_ptr<AVPlayerItem> item) {
   const std::shared_ptr<AVPlayer> player(new AVPlayer);
   player->engine_ = MediaEngine::make(player);
+  player->relay_ = std::make_shared<UpcomingRelay>(player);
   if (item) player->replaceCurrentItem(std::move(item));
   return player;
 }
@@ -16,19 +19,33 @@ std::shared_ptr<AVPlayer> AVPlayer::make(std::shared_ptr<AVPlayerItem> item) {
 AVPlayer::~AVPlayer() { NotificationCenter::defaultCenter().removeObserver(this); }
 
 void AVPlayer::play() {
+  MediaEngine::LoadId ended = 0;
   {
     const LockGuard lock(mutex_);
-    isPlaying_ = true;
+    isHeld_ = false;
+    ended = std::exchange(endedWhileHeld_, 0);
   }
-  engine_->setPlaying(true);
+  setPlaying(true);
+  if (ended == 0) return;
+  DispatchQueue::main().async([weak = weak_from_this(), ended] {
+    if (const auto player = weak.lock()) player->engineDidPlayToEnd(ended);
+  });
 }
 
 void AVPlayer::pause() {
   {
     const LockGuard lock(mutex_);
-    isPlaying_ = false;
+    isHeld_ = true;
   }
-  engine_->setPlaying(false);
+  setPlaying(false);
+}
+
+void AVPlayer::setPlaying(bool playing) {
+  {
+    const LockGuard lock(mutex_);
+    isPlaying_ = playing;
+  }
+  engine_->setPlaying(playing);
 }
 
 bool AVPlayer::isPlaying() const {
@@ -37,6 +54,10 @@ bool AVPlayer::isPlaying() const {
 }
 
 void AVPlayer::seek(CMTime time, std::function<void(bool)> completion) {
+  {
+    const LockGuard lock(mutex_);
+    endedWhileHeld_ = 0;
+  }
   engine_->seek(time, std::move(completion));
 }
 
@@ -52,8 +73,10 @@ void AVPlayer::replaceCurrentItem(std::shared_ptr<AVPlayerItem> item) {
     const LockGuard lock(mutex_);
     std::swap(currentItem_, item);
     load = ++load_;
+    endedWhileHeld_ = 0;
   }
   engine_->load(load, std::move(asset));
+  relay_->itemHasChanged();
 }
 
 bool AVPlayer::isMuted() const {
@@ -98,17 +121,24 @@ std::shared_ptr<AVPlayerItem> AVPlayer::item(MediaEngine::LoadId load) const {
 }
 
 void AVPlayer::engineDidBecomeReady(MediaEngine::LoadId load) {
-  if (const auto current = item(load)) current->setStatus(AVPlayerItem::Status::readyToPlay);
+  if (const auto current = item(load)) current->setStatus(AVPlayerItemStatus::readyToPlay);
 }
 
 void AVPlayer::engineDidFail(MediaEngine::LoadId load, const Error& error) {
-  if (const auto current = item(load)) current->setStatus(AVPlayerItem::Status::failed, error);
+  if (const auto current = item(load)) current->setStatus(AVPlayerItemStatus::failed, error);
 }
 
 void AVPlayer::engineDidPlayToEnd(MediaEngine::LoadId load) {
   const auto current = item(load);
   if (!current) return;
-  if (actionAtItemEnd() == ActionAtItemEnd::pause) pause();
+  {
+    const LockGuard lock(mutex_);
+    if (isHeld_) {
+      endedWhileHeld_ = load;
+      return;
+    }
+  }
+  if (actionAtItemEnd() == ActionAtItemEnd::pause) setPlaying(false);
   NotificationCenter::defaultCenter().post(AVPlayerItemDidPlayToEndTime, current);
 }
 

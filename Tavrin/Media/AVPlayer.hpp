@@ -3,28 +3,32 @@
 #include <functional>
 #include <memory>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Media/AVPlayerItem.hpp"
-#include "Platform/Media/CMTime.hpp"
-#include "Platform/Media/MediaEngine.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Media/AVPlayerItem.hpp"
+#include "Tavrin/Media/CMTime.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
 
 namespace tavrin {
+
+class UpcomingRelay;
 
 /// Plays one item at a time on an engine of its own. Any thread.
 ///
 /// The engine's reports arrive on the main queue; there the player sets its item's status and posts
-/// the item's notifications. Releasing the player ends playback at once.
+/// the item's notifications. There, too, it tells the engine what may be played after the item,
+/// when the item knows (`AVPlayerItem::upcoming`). Releasing the player ends playback at once.
 class AVPlayer final : public MediaEngine::Listener, public std::enable_shared_from_this<AVPlayer> {
  public:
   enum class ActionAtItemEnd { advance = 0, pause = 1, none = 2 };
 
   /// A paused player with the item, or with none. It is not muted and waits to minimise stalling.
-  static std::shared_ptr<AVPlayer> make(std::shared_ptr<AVPlayerItem> item);
+  [[nodiscard]] static std::shared_ptr<AVPlayer> make(std::shared_ptr<AVPlayerItem> item);
   /// Removes what is registered for the player with the notification centre.
   ~AVPlayer() override;
 
   void play();
-  /// Keeps the position.
+  /// Keeps the position. An end of the item that was reached before, and has not been told yet, is
+  /// told when the player is to play again, unless it has been moved by then.
   void pause();
   /// Whether the player has been told to play and has not been paused since.
   bool isPlaying() const;
@@ -60,12 +64,18 @@ class AVPlayer final : public MediaEngine::Listener, public std::enable_shared_f
 
  private:
   AVPlayer() = default;
+  void setPlaying(bool playing);
 
-  std::unique_ptr<MediaEngine> engine_;  // set by make(), constant after it
+  // Set by make(), constant after it.
+  std::unique_ptr<MediaEngine> engine_;
+  std::shared_ptr<UpcomingRelay> relay_;
+
   mutable Mutex mutex_;
   std::shared_ptr<AVPlayerItem> currentItem_ TAVRIN_GUARDED_BY(mutex_);
   MediaEngine::LoadId load_ TAVRIN_GUARDED_BY(mutex_) = 0;
   bool isPlaying_ TAVRIN_GUARDED_BY(mutex_) = false;
+  bool isHeld_ TAVRIN_GUARDED_BY(mutex_) = false;                     // by pause(), until play()
+  MediaEngine::LoadId endedWhileHeld_ TAVRIN_GUARDED_BY(mutex_) = 0;  // 0: none
   bool isMuted_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool waitsToMinimizeStalling_ TAVRIN_GUARDED_BY(mutex_) = true;
   ActionAtItemEnd actionAtItemEnd_ TAVRIN_GUARDED_BY(mutex_) = ActionAtItemEnd::advance;

@@ -1,8 +1,8 @@
-#include "Platform/Media/AVURLAsset.hpp"
+#include "Tavrin/Media/AVURLAsset.hpp"
 
 #include <utility>
 
-#include "Platform/Media/AVAssetResourceLoader.hpp"
+#include "Tavrin/Media/AVAssetResourceLoader.hpp"
 
 namespace tavrin {
 

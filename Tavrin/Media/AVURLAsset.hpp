@@ -2,14 +2,14 @@
 
 #include <memory>
 
-#include "Platform/Foundation/URL.hpp"
+#include "Tavrin/Foundation/URL.hpp"
 
 namespace tavrin {
 
 class AVAssetResourceLoader;
 
-/// The media at an address. An engine opens the address itself, unless a delegate has been
-/// installed on the resource loader: then every byte comes from that delegate.
+/// The media at an address. It is streamed from there, unless a delegate has been installed on the
+/// resource loader: then every byte comes from that delegate.
 class AVURLAsset {
  public:
   static std::shared_ptr<AVURLAsset> make(URL url);

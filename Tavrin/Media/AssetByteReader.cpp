@@ -1,13 +1,14 @@
-#include "Platform/Media/AssetByteReader.hpp"
+#include "Tavrin/Media/AssetByteReader.hpp"
 
 #include <algorithm>
 #include <limits>
 #include <utility>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Media/AVAssetResourceLoader.hpp"
-#include "Platform/Media/ByteWindows.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Media/AVAssetResourceLoader.hpp"
+#include "Tavrin/Media/Internal/ByteWindows.hpp"
+#include "Tavrin/Media/Internal/StreamReader.hpp"
 
 namespace tavrin {
 
@@ -44,13 +45,20 @@ class LoadingRequestReader final : public AssetByteReader,
   bool seek(std::int64_t offset) override;
   std::int64_t read(std::span<std::byte> buffer) override;
   void cancel() override;
-  bool hasFailed() const override;
+  std::optional<Error> failure() const override;
 
   void observeValue(std::string_view keyPath) override;
 
  private:
-  // What a read comes to now; absent when it has to wait.
-  std::optional<std::int64_t> tryRead(std::span<std::byte> buffer) TAVRIN_REQUIRES(mutex_);
+  /// What a read comes to: bytes, an end, or a failure.
+  struct Outcome {
+    std::int64_t count = 0;
+    std::vector<ByteWindows::Piece> pieces;
+  };
+  // Absent when the read has to wait.
+  std::optional<Outcome> tryRead(std::int64_t most) TAVRIN_REQUIRES(mutex_);
+  // Reads the pieces, from a file it may be. Without the lock: answers and `cancel` do not wait.
+  std::int64_t fill(std::span<std::byte> buffer, const Outcome& outcome);
   // Waits for a change when there is nothing to submit.
   Orders waitForOrders() TAVRIN_REQUIRES(mutex_);
 
@@ -86,7 +94,7 @@ class LoadingRequestReader final : public AssetByteReader,
   bool hasInformation_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool isRefused_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool isCancelled_ TAVRIN_GUARDED_BY(mutex_) = false;
-  bool hasFailed_ TAVRIN_GUARDED_BY(mutex_) = false;
+  std::optional<Error> failure_ TAVRIN_GUARDED_BY(mutex_);
 };
 
 std::optional<std::int64_t> LoadingRequestReader::size() {
@@ -105,17 +113,32 @@ std::optional<std::int64_t> LoadingRequestReader::size() {
 }
 
 std::int64_t LoadingRequestReader::read(std::span<std::byte> buffer) {
-  std::optional<std::int64_t> result;
-  while (!result) {
+  std::optional<Outcome> outcome;
+  while (!outcome) {
     Orders orders;
     {
       const LockGuard lock(mutex_);
-      result = tryRead(buffer);
-      orders = result ? std::exchange(orders_, {}) : waitForOrders();
+      outcome = tryRead(std::ssize(buffer));
+      orders = outcome ? std::exchange(orders_, {}) : waitForOrders();
     }
     submit(std::move(orders));
   }
-  return *result;
+  return outcome->pieces.empty() ? outcome->count : fill(buffer, *outcome);
+}
+
+std::int64_t LoadingRequestReader::fill(std::span<std::byte> buffer, const Outcome& outcome) {
+  for (const auto& piece : outcome.pieces) {
+    const auto size = static_cast<std::size_t>(piece.length);
+    if (const auto error = piece.bytes.read(piece.offset, buffer.first(size))) {
+      const LockGuard lock(mutex_);
+      failure_ = error;
+      withdrawWindows();
+      windows_.restartAt(windows_.position() - outcome.count);
+      return -1;
+    }
+    buffer = buffer.subspan(size);
+  }
+  return outcome.count;
 }
 
 Orders LoadingRequestReader::waitForOrders() {
@@ -123,25 +146,27 @@ Orders LoadingRequestReader::waitForOrders() {
   return std::exchange(orders_, {});
 }
 
-std::optional<std::int64_t> LoadingRequestReader::tryRead(std::span<std::byte> buffer) {
-  if (isCancelled_) return -1;
-  if (buffer.empty()) return 0;
-  const auto taken = windows_.take(buffer);
+std::optional<LoadingRequestReader::Outcome> LoadingRequestReader::tryRead(std::int64_t most) {
+  if (isCancelled_) return Outcome{-1, {}};
+  if (most == 0) return Outcome{};
+  const auto before = windows_.position();
+  auto pieces = windows_.take(most);
   const auto end = loader_->end();
-  if (taken == 0) {
+  if (pieces.empty()) {
     const auto position = windows_.position();
     if (position >= knownLength(end).value_or(std::numeric_limits<std::int64_t>::max())) {
       withdrawWindows();
-      return 0;
+      return Outcome{};
     }
     if (isRefused_ || isBroken(end, position)) {
-      hasFailed_ = true;
+      failure_ = end && end->error ? *end->error : Error{"Nobody answers for its bytes"};
       withdrawWindows();
-      return -1;
+      return Outcome{-1, {}};
     }
   }
   askForBytes(end);
-  return taken > 0 ? std::optional(taken) : std::nullopt;
+  if (pieces.empty()) return std::nullopt;
+  return Outcome{windows_.position() - before, std::move(pieces)};
 }
 
 bool LoadingRequestReader::seek(std::int64_t offset) {
@@ -175,9 +200,9 @@ void LoadingRequestReader::cancel() {
   submit(std::move(orders));
 }
 
-bool LoadingRequestReader::hasFailed() const {
+std::optional<Error> LoadingRequestReader::failure() const {
   const LockGuard lock(mutex_);
-  return hasFailed_;
+  return failure_;
 }
 
 void LoadingRequestReader::observeValue(std::string_view) {
@@ -306,6 +331,9 @@ bool LoadingRequestReader::isPending(const Request& request) const {
 }  // namespace
 
 std::shared_ptr<AssetByteReader> AssetByteReader::make(const std::shared_ptr<AVURLAsset>& asset) {
+  if (!asset->resourceLoader()->delegate() && asset->url().isHTTP()) {
+    return std::make_shared<StreamReader>(asset->url());
+  }
   auto reader = std::make_shared<LoadingRequestReader>(asset->resourceLoader());
   asset->resourceLoader()->observers().add(reader, "end");
   return reader;

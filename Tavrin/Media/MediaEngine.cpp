@@ -1,9 +1,13 @@
-#include "Platform/Media/MediaEngine.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
 
+#include <new>
+#include <string>
+#include <system_error>
 #include <utility>
 
-#include "Platform/Foundation/FatalError.hpp"
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Media/Internal/FailingEngine.hpp"
 
 namespace tavrin {
 
@@ -35,7 +39,15 @@ std::unique_ptr<MediaEngine> MediaEngine::make(std::weak_ptr<Listener> listener)
     factory = choice.factory;
   }
   if (!factory) fatalError("No media engine: call MediaEngine::setFactory before making a player");
-  return factory(std::move(listener));
+  try {
+    return factory(listener);
+  } catch (const std::system_error& error) {
+    return std::make_unique<FailingEngine>(std::move(listener),
+                                           std::string("no player can be made: ") + error.what());
+  } catch (const std::bad_alloc&) {
+    return std::make_unique<FailingEngine>(std::move(listener),
+                                           "there is not enough memory for a player");
+  }
 }
 
 }  // namespace tavrin

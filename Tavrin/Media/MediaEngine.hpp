@@ -5,10 +5,11 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
-#include "Platform/Foundation/Error.hpp"
-#include "Platform/Media/AVURLAsset.hpp"
-#include "Platform/Media/CMTime.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Media/AVURLAsset.hpp"
+#include "Tavrin/Media/CMTime.hpp"
 
 namespace tavrin {
 
@@ -19,6 +20,11 @@ struct PixelBuffer {
   int width = 0;                // pixels
   int height = 0;               // pixels
   std::ptrdiff_t stride = 0;    // bytes from one row to the next
+
+  /// Whether there is a pixel to draw, and each row has room for its width.
+  bool canBeDrawn() const {
+    return pixels != nullptr && width > 0 && height > 0 && stride / 4 >= width;
+  }
 };
 
 /// What reads, decodes and draws for one player.
@@ -50,14 +56,23 @@ class MediaEngine {
   /// Chooses the engine of every player made from now on. A host does it once, before its first
   /// player. Any thread.
   static void setFactory(Factory factory);
-  /// A new engine. Stops the process when none has been chosen.
-  static std::unique_ptr<MediaEngine> make(std::weak_ptr<Listener> listener);
+  /// A new engine. One that cannot be made, for there are no threads or memory, is one whose loads
+  /// all fail. Stops the process when none has been chosen.
+  [[nodiscard]] static std::unique_ptr<MediaEngine> make(std::weak_ptr<Listener> listener);
 
   /// Ends playback at once, also when a read of the current load is waiting for bytes.
   virtual ~MediaEngine() = default;
 
   /// Replaces what is loaded. An absent asset leaves nothing loaded and no picture.
   virtual void load(LoadId load, std::shared_ptr<AVURLAsset> asset) = 0;
+  /// Says which assets may be loaded next, the likeliest first, in place of what was said before.
+  /// What is loaded already may be among them.
+  ///
+  /// An engine need do nothing with it. It may open some of them, paused, up to their first picture
+  /// and within `OpenAheadShare`; a `load` of one then takes that over. Nothing is told of an asset
+  /// before it is loaded, also when it cannot be opened. One that is no longer named is let go at
+  /// once.
+  virtual void expect(std::vector<std::shared_ptr<AVURLAsset>> /*assets*/) {}
   /// Plays, or holds the position. Kept across loads.
   virtual void setPlaying(bool playing) = 0;
   /// Moves to a time of the current load. `completion`, if given, is called once, on the main
@@ -76,8 +91,9 @@ class MediaEngine {
   /// once and may not call the engine.
   virtual void setPictureHandler(std::function<void()> handler) = 0;
   /// Draws the current picture, scaled to fit with its shape kept, the rest black. Returns the load
-  /// that the picture belongs to; absent, with the buffer untouched, when there is no picture yet.
-  /// One thread at a time.
+  /// that the picture belongs to; absent, with the buffer untouched, when there is no picture yet,
+  /// and for a buffer without pixels or with a stride that is too small: a widget that is hidden or
+  /// being laid out has no height. One thread at a time.
   virtual std::optional<LoadId> draw(const PixelBuffer& target) = 0;
 };
 

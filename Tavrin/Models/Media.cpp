@@ -1,4 +1,4 @@
-#include "Models/Media.hpp"
+#include "Tavrin/Models/Media.hpp"
 
 #include <algorithm>
 #include <cctype>

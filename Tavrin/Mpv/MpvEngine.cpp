@@ -1,4 +1,4 @@
-#include "Platform/Mpv/MpvEngine.hpp"
+#include "Tavrin/Mpv/MpvEngine.hpp"
 
 #include <algorithm>
 #include <chrono>
@@ -8,11 +8,13 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Mpv/Bell.hpp"
-#include "Platform/Mpv/MpvLane.hpp"
-#include "Platform/Mpv/MpvRequests.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/Internal/ProcessEnd.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Mpv/Internal/Bell.hpp"
+#include "Tavrin/Mpv/Internal/MpvAhead.hpp"
+#include "Tavrin/Mpv/Internal/MpvLanes.hpp"
+#include "Tavrin/Mpv/Internal/MpvRequests.hpp"
 
 namespace tavrin {
 
@@ -21,18 +23,25 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto timeToLeave = std::chrono::milliseconds(50);
-constexpr std::size_t laneCount = 2;
+// For so long nothing may have been asked for before anything is opened ahead: steps in quick
+// succession are not slowed by it.
+constexpr auto calmTime = std::chrono::milliseconds(150);
 
 // How long a released engine gives its loads to end by themselves before it ends their players.
 constexpr auto timeToEnd = std::chrono::milliseconds(500);
+
 /// Operations note what is wanted, and ring; the engine's thread brings libmpv in line with it.
 class MpvEngine final : public MediaEngine {
  public:
   MpvEngine(std::weak_ptr<Listener> listener, MpvEngineOptions options)
-      : listener_(std::move(listener)), options_(std::move(options)), thread_([this] { run(); }) {}
+      : listener_(std::move(listener)),
+        options_(std::move(options)),
+        ahead_(lanes_, [bell = bell_] { bell->ring(); }),
+        thread_([this] { run(); }) {}
   ~MpvEngine() override;
 
   void load(LoadId load, std::shared_ptr<AVURLAsset> asset) override;
+  void expect(std::vector<std::shared_ptr<AVURLAsset>> assets) override;
   void setPlaying(bool playing) override;
   void seek(CMTime time, std::function<void(bool)> completion) override;
   void setMuted(bool muted) override;
@@ -57,23 +66,26 @@ class MpvEngine final : public MediaEngine {
   void chooseLane(const MpvRequests::Wishes& wishes);
   void leave(const MpvRequests::Wishes& wishes);
   void closeLeaving();
-  MpvLane* idleLane();
-  MpvLane* makeLane();
+  void openLoad(const MpvRequests::Wishes& wishes);
+  void openAhead(const MpvRequests::Wishes& wishes);
+  void drawAhead();
+  bool playsWithoutHurry(const MpvRequests::Wishes& wishes) const;
+  void waitForBell();
   void failWithoutLane(LoadId load);
   void show(MpvLane* lane);
+  void showPicture(DrawnPicture drawn = {});
   void applySettings(const MpvRequests::Wishes& wishes);
   void applySeek();
   void tell(const MpvRequests::Wishes& wishes);
   void tellFailure(LoadId load, const Error& error);
   void tellEnd(const MpvRequests::Wishes& wishes);
   void report(void (Listener::*call)(LoadId), LoadId load);
-  void endLanes();
 
   // Constant after construction.
   const std::weak_ptr<Listener> listener_;
   const MpvEngineOptions options_;
 
-  Bell bell_;
+  const std::shared_ptr<Bell> bell_ = std::make_shared<Bell>();
   MpvRequests requests_;
   Mutex handlerMutex_;
   std::function<void()> pictureHandler_ TAVRIN_GUARDED_BY(handlerMutex_);
@@ -81,23 +93,37 @@ class MpvEngine final : public MediaEngine {
   Mutex pictureMutex_;
   LoadId newestLoad_ TAVRIN_GUARDED_BY(pictureMutex_) = 0;
   MpvLane* shown_ TAVRIN_GUARDED_BY(pictureMutex_) = nullptr;  // that has the newest load's picture
+  DrawnPicture drawn_ TAVRIN_GUARDED_BY(pictureMutex_);        // its current picture, if it is that
+  // The size that the host has drawn in last, in pixels; 0 before.
+  int hostWidth_ TAVRIN_GUARDED_BY(pictureMutex_) = 0;
+  int hostHeight_ TAVRIN_GUARDED_BY(pictureMutex_) = 0;
 
-  // The engine's thread alone. One lane plays; the other waits, warm and idle, for the next load.
-  std::vector<std::unique_ptr<MpvLane>> lanes_;
+  // The engine's thread alone. One lane plays, one leaves or waits, warm and idle, for a load that
+  // nobody expected; others are open ahead.
+  MpvLanes lanes_{options_, *bell_};
+  MpvAhead ahead_;
   MpvLane* current_ = nullptr;
   MpvLane* leaving_ = nullptr;  // has been replaced and is about to be closed
   Clock::time_point leavingUntil_;
+  Clock::time_point readySince_;
+  std::optional<Clock::time_point> opensAheadAt_;  // absent while there is nothing to wait for
   Told told_;
   std::uint64_t issuedSeek_ = 0;
-  std::string whyNoLane_;
   LoadId failedLoad_ = 0;  // told to have failed because there is no lane
 
+  const std::uint64_t process_ = processNumber();
   std::thread thread_;  // last, so that it finds the rest in place
 };
 
 MpvEngine::~MpvEngine() {
+  if (process_ != processNumber()) {
+    // In a forked child no thread of libmpv's is there to be ended.
+    static_cast<void>(new auto(std::move(lanes_)));
+    static_cast<void>(new auto(std::move(thread_)));
+    return;
+  }
   requests_.release();
-  bell_.ring();
+  bell_->ring();
   thread_.join();
 }
 
@@ -111,27 +137,32 @@ void MpvEngine::load(LoadId load, std::shared_ptr<AVURLAsset> asset) {
     }
   }
   requests_.load(load, std::move(asset));
-  bell_.ring();
+  bell_->ring();
+}
+
+void MpvEngine::expect(std::vector<std::shared_ptr<AVURLAsset>> assets) {
+  requests_.expect(std::move(assets));
+  bell_->ring();
 }
 
 void MpvEngine::setPlaying(bool playing) {
   requests_.setPlaying(playing);
-  bell_.ring();
+  bell_->ring();
 }
 
 void MpvEngine::seek(CMTime time, std::function<void(bool)> completion) {
   requests_.seek(time.seconds, std::move(completion));
-  bell_.ring();
+  bell_->ring();
 }
 
 void MpvEngine::setMuted(bool muted) {
   requests_.setMuted(muted);
-  bell_.ring();
+  bell_->ring();
 }
 
 void MpvEngine::setWaitsToMinimizeStalling(bool waits) {
   requests_.setWaits(waits);
-  bell_.ring();
+  bell_->ring();
 }
 
 CMTime MpvEngine::currentTime() const { return {requests_.position()}; }
@@ -148,64 +179,129 @@ void MpvEngine::setPictureHandler(std::function<void()> handler) {
 
 std::optional<MediaEngine::LoadId> MpvEngine::draw(const PixelBuffer& target) {
   const LockGuard lock(pictureMutex_);
-  if (!shown_ || !shown_->draw(target)) return std::nullopt;
+  if (!target.canBeDrawn()) return std::nullopt;
+  hostWidth_ = target.width;
+  hostHeight_ = target.height;
+  if (!shown_) return std::nullopt;
+  if (!drawn_.copyTo(target) && !shown_->draw(target)) return std::nullopt;
   return newestLoad_;
 }
 
 void MpvEngine::run() {
-  makeLane();
+  lanes_.idleForLoad();  // warm before the first load
   for (;;) {
     const auto wishes = requests_.wishes();
     if (wishes.isReleased) break;
     turn(wishes);
-    if (leaving_) {
-      bell_.waitUntil(leavingUntil_);
-    } else {
-      bell_.wait();
-    }
+    waitForBell();
   }
-  endLanes();
+  show(nullptr);
+  lanes_.end(Clock::now() + timeToEnd);
+  requests_.endAnySeek();
+}
+
+void MpvEngine::waitForBell() {
+  auto until = opensAheadAt_;
+  if (leaving_) until = until ? std::min(*until, leavingUntil_) : leavingUntil_;
+  if (until) {
+    bell_->waitUntil(*until);
+  } else {
+    bell_->wait();
+  }
 }
 
 void MpvEngine::turn(const MpvRequests::Wishes& wishes) {
   chooseLane(wishes);
   updateLanes();
   chooseLane(wishes);
-  if (!current_) return;
-  const auto& load = current_->load();
-  requests_.publishTimes(load.id, load.position, load.duration);
-  applySeek();
-  applySettings(wishes);
-  tell(wishes);
+  if (current_) {
+    const auto& load = current_->load();
+    requests_.publishTimes(load.id, load.position, load.duration);
+    applySeek();
+    applySettings(wishes);
+    tell(wishes);
+  }
+  openAhead(wishes);
 }
 
+// Of what is open ahead nothing is told, nor are its errors: they come again when it is loaded.
 void MpvEngine::updateLanes() {
-  for (const auto& lane : lanes_) {
-    const bool hasNewPicture = lane->update(options_.logError);
-    if (lane.get() != current_ || !hasNewPicture) continue;
-    show(current_);
-    std::function<void()> handler;
-    {
-      const LockGuard lock(handlerMutex_);
-      handler = pictureHandler_;
-    }
-    if (handler) handler();
+  lanes_.forEach([this](MpvLane& lane) {
+    const bool isCurrent = &lane == current_;
+    const bool hasNewPicture = lane.update(isCurrent ? options_.logError : nullptr);
+    if (isCurrent && hasNewPicture) showPicture();
+  });
+}
+
+void MpvEngine::showPicture(DrawnPicture drawn) {
+  show(current_);
+  {
+    const LockGuard lock(pictureMutex_);
+    drawn_ = std::move(drawn);
   }
+  std::function<void()> handler;
+  {
+    const LockGuard lock(handlerMutex_);
+    handler = pictureHandler_;
+  }
+  if (handler) handler();
 }
 
 void MpvEngine::chooseLane(const MpvRequests::Wishes& wishes) {
   if (current_ && current_->load().id != wishes.load) leave(wishes);
   if (!current_ && wishes.asset) {
-    current_ = idleLane();
-    if (lanes_.empty()) return failWithoutLane(wishes.load);
+    openLoad(wishes);
+    if (lanes_.areNone()) return failWithoutLane(wishes.load);
     if (!current_) return closeLeaving();  // the bell rings when a lane has become idle
-    told_ = {};
-    current_->setMuted(wishes.isMuted);
-    current_->setWaitsToMinimizeStalling(wishes.waits);
-    current_->open(wishes.load, wishes.asset);
   }
   const bool isNeeded = current_ && !current_->isReady() && !current_->load().failure;
   if (!isNeeded || Clock::now() >= leavingUntil_) closeLeaving();
+}
+
+void MpvEngine::openLoad(const MpvRequests::Wishes& wishes) {
+  told_ = {};
+  if (auto taken = ahead_.take(wishes.asset)) {
+    current_ = taken->lane;
+    current_->adopt(wishes.load);
+    if (current_->isReady()) showPicture(std::move(taken->picture));
+    return;
+  }
+  current_ = lanes_.idleForLoad();
+  if (!current_) return;
+  current_->setMuted(wishes.isMuted);
+  current_->setWaitsToMinimizeStalling(wishes.waits);
+  current_->open(wishes.load, wishes.asset);
+}
+
+void MpvEngine::openAhead(const MpvRequests::Wishes& wishes) {
+  opensAheadAt_.reset();
+  ahead_.letGo(wishes);
+  drawAhead();
+  if (!playsWithoutHurry(wishes) || !ahead_.hasMore(wishes)) return;
+  const auto calmFrom = std::max(wishes.asked, readySince_) + calmTime;
+  if (Clock::now() < calmFrom) {
+    opensAheadAt_ = calmFrom;
+  } else {
+    ahead_.open(wishes);
+  }
+}
+
+void MpvEngine::drawAhead() {
+  int width = 0;
+  int height = 0;
+  {
+    const LockGuard lock(pictureMutex_);
+    width = hostWidth_;
+    height = hostHeight_;
+  }
+  ahead_.draw(width, height);
+}
+
+bool MpvEngine::playsWithoutHurry(const MpvRequests::Wishes& wishes) const {
+  if (!current_ || !told_.ready || leaving_) return false;
+  const auto& load = current_->load();
+  if (load.failure || load.isStarved || current_->isSeeking()) return false;
+  return !wishes.isPlaying || load.hasMoved || load.isAtEnd;
 }
 
 // Closing takes longer than opening, and would slow it down: it waits for the next load's picture,
@@ -223,22 +319,10 @@ void MpvEngine::closeLeaving() {
   if (auto* lane = std::exchange(leaving_, nullptr)) lane->close();
 }
 
-MpvLane* MpvEngine::idleLane() {
-  for (const auto& lane : lanes_) {
-    if (lane->isIdle()) return lane.get();
-  }
-  return lanes_.size() < laneCount ? makeLane() : nullptr;
-}
-
-MpvLane* MpvEngine::makeLane() {
-  auto handle = MpvHandle::make(options_, bell_, whyNoLane_);
-  if (!handle) return nullptr;
-  return lanes_.emplace_back(std::make_unique<MpvLane>(std::move(handle))).get();
-}
-
 void MpvEngine::failWithoutLane(LoadId load) {
   requests_.endAnySeek();
-  if (std::exchange(failedLoad_, load) != load) tellFailure(load, {whyNoLane_});
+  if (std::exchange(failedLoad_, load) != load)
+    tellFailure(load, Error(ErrorCode::noMemory, lanes_.whyNone()));
 }
 
 void MpvEngine::show(MpvLane* lane) {
@@ -280,8 +364,9 @@ void MpvEngine::tell(const MpvRequests::Wishes& wishes) {
   }
   if (load.hasPicture && !std::exchange(told_.ready, true)) {
     show(current_);
+    readySince_ = Clock::now();
     report(&Listener::engineDidBecomeReady, load.id);
-    if (lanes_.size() < laneCount) makeLane();
+    lanes_.makeFewest();
   }
   if (!load.isStarved) {
     told_.stall = false;
@@ -292,7 +377,7 @@ void MpvEngine::tell(const MpvRequests::Wishes& wishes) {
 
 void MpvEngine::tellEnd(const MpvRequests::Wishes& wishes) {
   const auto& load = current_->load();
-  if (!load.isAtEnd || load.failure || current_->isSeeking()) return;
+  if (!load.isAtEnd || !load.hasPicture || load.failure || current_->isSeeking()) return;
   if (current_->failIfCutShort()) return;
   if (wishes.isPlaying && !std::exchange(told_.end, true)) {
     report(&Listener::engineDidPlayToEnd, load.id);
@@ -309,22 +394,6 @@ void MpvEngine::tellFailure(LoadId load, const Error& error) {
   DispatchQueue::main().async([weak = listener_, load, error] {
     if (const auto listener = weak.lock()) listener->engineDidFail(load, error);
   });
-}
-
-// A player that is ended while a load is open waits longer than one whose load has ended.
-void MpvEngine::endLanes() {
-  show(nullptr);
-  for (const auto& lane : lanes_) lane->close();
-  const auto areIdle = [this] {
-    return std::ranges::all_of(lanes_, [](const auto& lane) { return lane->isIdle(); });
-  };
-  const auto deadline = Clock::now() + timeToEnd;
-  // What came before the release has to be taken in first: libmpv rings once until it has been.
-  do {
-    for (const auto& lane : lanes_) lane->update(nullptr);
-  } while (!areIdle() && bell_.waitUntil(deadline));
-  lanes_.clear();
-  requests_.endAnySeek();
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
-#include "Platform/Media/MediaEngine.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
 
 namespace tavrin {
 
@@ -17,6 +18,10 @@ struct MpvEngineOptions {
   /// Called with each error that libmpv logs, on the engine's thread. It must return at once and
   /// may not call the engine. Absent: errors are told only by failed loads.
   std::function<void(const std::string& line)> logError;
+  /// What a picture may measure; a video of larger ones fails with `ErrorCode::tooLarge`, before
+  /// memory is taken for it where the file tells. In pixels.
+  std::int64_t maxSide = 16'384;
+  std::int64_t maxPixels = 67'108'864;
 };
 
 /// A media engine over libmpv. Any thread.

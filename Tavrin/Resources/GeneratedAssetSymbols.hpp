@@ -7,11 +7,11 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Foundation/Bundle.hpp"
-#include "Platform/View/Color.hpp"
-#include "Platform/View/Image.hpp"
-#include "Platform/View/UIColor.hpp"
-#include "Platform/View/UIImage.hpp"
+#include "Tavrin/Foundation/Bundle.hpp"
+#include "Tavrin/View/Color.hpp"
+#include "Tavrin/View/Image.hpp"
+#include "Tavrin/View/UIColor.hpp"
+#include "Tavrin/View/UIImage.hpp"
 
 namespace tavrin {
 

@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
-#include "Platform/View/Color.hpp"
-#include "Platform/View/Image.hpp"
-#include "Platform/View/UIColor.hpp"
-#include "Platform/View/UIImage.hpp"
+#include "Tavrin/View/Color.hpp"
+#include "Tavrin/View/Image.hpp"
+#include "Tavrin/View/UIColor.hpp"
+#include "Tavrin/View/UIImage.hpp"
 
 namespace tavrin {
 

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "Platform/Foundation/Bundle.hpp"
+#include "Tavrin/Foundation/Bundle.hpp"
 
 namespace tavrin {
 

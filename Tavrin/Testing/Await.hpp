@@ -4,7 +4,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "Architecture/Task.hpp"
+#include "Tavrin/Architecture/Task.hpp"
 
 namespace tavrin::testing {
 

@@ -1,4 +1,4 @@
-#include "Tests/Support/HTTPScript.hpp"
+#include "Tavrin/Testing/HTTPScript.hpp"
 
 #include <strings.h>
 
@@ -7,8 +7,8 @@
 #include <map>
 #include <sstream>
 
-#include "Platform/Foundation/FatalError.hpp"
-#include "Platform/Foundation/URL.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
+#include "Tavrin/Foundation/URL.hpp"
 
 namespace tavrin::testing {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Foundation/URLSession.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
 
 namespace tavrin::testing {
 
@@ -15,8 +15,8 @@ class HandFedSession final : public URLSession {
   explicit HandFedSession(std::shared_ptr<URLSessionDataDelegate> delegate)
       : delegate_(std::move(delegate)) {}
 
-  std::shared_ptr<URLSessionDataTask> dataTask(const URL& url) override {
-    requested = url;
+  std::shared_ptr<URLSessionDataTask> dataTask(const URLRequest& request) override {
+    requested = request.url;
     return std::shared_ptr<URLSessionDataTask>(std::shared_ptr<void>(), &task_);
   }
   void invalidateAndCancel() override { delegate_.reset(); }

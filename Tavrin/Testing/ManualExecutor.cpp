@@ -1,4 +1,4 @@
-#include "Tests/Support/ManualExecutor.hpp"
+#include "Tavrin/Testing/ManualExecutor.hpp"
 
 namespace tavrin::testing {
 

@@ -4,8 +4,8 @@
 #include <random>
 #include <utility>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
 
 namespace tavrin::testing {
 

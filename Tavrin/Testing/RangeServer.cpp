@@ -1,9 +1,5 @@
-#include "Tests/Support/RangeServer.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -15,19 +11,16 @@
 #include <chrono>
 #include <utility>
 
-#include "Platform/Foundation/FatalError.hpp"
+#include "Tavrin/Testing/Internal/LoopbackSocket.hpp"
 
 namespace tavrin::testing {
 
 struct RangeServer::Connection {
-  explicit Connection(int socket) : fd(socket) {}
-  ~Connection() { ::close(fd); }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
+  explicit Connection(FileDescriptor accepted) : socket(std::move(accepted)) {}
 
   bool isAnswering() const { return next < script.size(); }
 
-  const int fd;
+  const FileDescriptor socket;
   std::string received;
   std::string path;
   HTTPScript script;
@@ -40,36 +33,6 @@ struct RangeServer::Connection {
 namespace {
 
 constexpr std::chrono::seconds patience(30);
-
-sockaddr_in loopback() {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
-int listenOnLoopback() {
-  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  auto address = loopback();
-  if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(fd, SOMAXCONN) != 0) {
-    fatalError("the test server cannot listen");
-  }
-  return fd;
-}
-
-std::uint16_t portOf(int fd) {
-  sockaddr_in address{};
-  socklen_t size = sizeof address;
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-  return ntohs(address.sin_port);
-}
-
-// Closing then discards what is unsent and resets the connection.
-void resetOnClose(int fd) {
-  const linger now{.l_onoff = 1, .l_linger = 0};
-  ::setsockopt(fd, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-}
 
 }  // namespace
 
@@ -86,8 +49,6 @@ RangeServer::~RangeServer() {
   }
   wake();
   thread_.join();
-  ::close(listener_);
-  ::close(wakeUp_);
 }
 
 URL RangeServer::url(std::string_view path) const {
@@ -101,6 +62,10 @@ void RangeServer::serve(const std::string& path, HTTPResource resource,
 
 void RangeServer::serve(const std::string& path, std::string body, std::string_view behaviour) {
   serve(path, HTTPResource{.body = shareBytes(std::move(body))}, behaviour);
+}
+
+void RangeServer::serve(const std::string& path, HTTPResource resource, HTTPBehaviour behaviour) {
+  add(path, {std::move(resource), std::move(behaviour)});
 }
 
 void RangeServer::serve(const std::string& path, HTTPScript script) {
@@ -161,7 +126,7 @@ bool RangeServer::waitUntil(const std::function<bool()>& done) const {
 
 void RangeServer::wake() const {
   const std::uint64_t one = 1;
-  static_cast<void>(!::write(wakeUp_, &one, sizeof one));
+  static_cast<void>(!::write(wakeUp_.get(), &one, sizeof one));
 }
 
 void RangeServer::run() {
@@ -173,16 +138,16 @@ void RangeServer::run() {
       changed_.notify_all();
       if (isStopping_) break;
     }
-    polled.assign({{listener_, POLLIN, 0}, {wakeUp_, POLLIN, 0}});
+    polled.assign({{listener_.get(), POLLIN, 0}, {wakeUp_.get(), POLLIN, 0}});
     for (const auto& connection : connections_) {
       const int events = connection->isBlocked ? POLLIN | POLLOUT : POLLIN;
-      polled.push_back({connection->fd, static_cast<short>(events), 0});
+      polled.push_back({connection->socket.get(), static_cast<short>(events), 0});
     }
     ::poll(polled.data(), polled.size(), -1);
 
     const bool isWoken = polled[1].revents != 0;
     std::uint64_t ignored = 0;
-    if (isWoken) static_cast<void>(!::read(wakeUp_, &ignored, sizeof ignored));
+    if (isWoken) static_cast<void>(!::read(wakeUp_.get(), &ignored, sizeof ignored));
     for (std::size_t i = 0; i < connections_.size(); ++i) {
       auto& connection = connections_[i];
       const auto events = polled[i + 2].revents;
@@ -197,11 +162,9 @@ void RangeServer::run() {
 
 void RangeServer::accept() {
   for (;;) {
-    const int fd = ::accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (fd < 0) return;
-    const int on = 1;
-    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    connections_.push_back(std::make_unique<Connection>(fd));
+    auto socket = acceptFrom(listener_);
+    if (!socket.isOpen()) return;
+    connections_.push_back(std::make_unique<Connection>(std::move(socket)));
   }
 }
 
@@ -209,7 +172,7 @@ void RangeServer::accept() {
 bool RangeServer::receive(Connection& connection) {
   std::array<char, 16384> buffer;
   for (;;) {
-    const auto count = ::recv(connection.fd, buffer.data(), buffer.size(), 0);
+    const auto count = ::recv(connection.socket.get(), buffer.data(), buffer.size(), 0);
     if (count < 0) return errno == EAGAIN;
     if (count == 0) return false;
     connection.received.append(buffer.data(), static_cast<std::size_t>(count));
@@ -256,7 +219,7 @@ bool RangeServer::takeStep(Connection& connection) {
     case HTTPStep::Kind::close:
       return false;
     case HTTPStep::Kind::reset:
-      resetOnClose(connection.fd);
+      resetOnClose(connection.socket);
       return false;
     case HTTPStep::Kind::pause:
       if (mayPass(connection)) ++connection.next;
@@ -265,7 +228,8 @@ bool RangeServer::takeStep(Connection& connection) {
       break;
   }
   const auto* from = step.bytes->data() + step.offset + connection.sent;
-  const auto count = ::send(connection.fd, from, step.length - connection.sent, MSG_NOSIGNAL);
+  const auto count =
+      ::send(connection.socket.get(), from, step.length - connection.sent, MSG_NOSIGNAL);
   if (count < 0 && errno != EAGAIN) return false;
   if (count > 0) connection.sent += static_cast<std::size_t>(count);
   connection.isBlocked = connection.sent < step.length;

@@ -10,9 +10,10 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Foundation/URL.hpp"
-#include "Tests/Support/HTTPScript.hpp"
+#include "Tavrin/Foundation/FileDescriptor.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/URL.hpp"
+#include "Tavrin/Testing/HTTPScript.hpp"
 
 namespace tavrin::testing {
 
@@ -37,6 +38,8 @@ class RangeServer {
   /// Serves bytes under a path in the manner of that name (HTTPScript.hpp lists them).
   void serve(const std::string& path, HTTPResource resource, std::string_view behaviour = "plain");
   void serve(const std::string& path, std::string body, std::string_view behaviour = "plain");
+  /// Serves as a function of the request says, which is called on the server's thread.
+  void serve(const std::string& path, HTTPResource resource, HTTPBehaviour behaviour);
   /// Serves the same answer under a path whatever is asked.
   void serve(const std::string& path, HTTPScript script);
 
@@ -73,9 +76,9 @@ class RangeServer {
   bool mayPass(Connection& connection);
 
   // Never change.
-  int listener_ = -1;
-  int wakeUp_ = -1;
-  std::uint16_t port_ = 0;
+  const FileDescriptor listener_;
+  const FileDescriptor wakeUp_;
+  const std::uint16_t port_;
 
   // Server thread only.
   std::vector<std::unique_ptr<Connection>> connections_;

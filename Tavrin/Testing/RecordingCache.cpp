@@ -1,4 +1,4 @@
-#include "Tests/Support/RecordingCache.hpp"
+#include "Tavrin/Testing/RecordingCache.hpp"
 
 #include <utility>
 
@@ -11,6 +11,11 @@ std::string fileOf(const std::optional<URL>& url) { return url ? url->lastPathCo
 std::string fileOf(const std::optional<Media>& video) { return video ? fileOf(video->url) : "-"; }
 
 }  // namespace
+
+VideoFeature RecordingCache::feature() {
+  return withDependencies([this](DependencyValues& values) { setVideoManager(values, client()); },
+                          [] { return VideoFeature(); });
+}
 
 std::string RecordingCache::nameOf(const std::optional<UUID>& id) const {
   if (!id) return "-";

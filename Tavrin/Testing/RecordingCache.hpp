@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Tavrin/Dependency/VideoCacheDependency.hpp"
+#include "Tavrin/Cache/VideoCacheDependency.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
 
 namespace tavrin::testing {
 
@@ -17,6 +18,8 @@ class RecordingCache {
 
   /// The record must outlive the client and its calls.
   VideoCacheDependency client();
+  /// A video feature that reaches the client.
+  VideoFeature feature();
 
   /// What was asked, one line each: "create 1", "destroy 1", "save 1 a.mp4 video/mp4",
   /// "return 1 a.mp4 video/mp4", "prepare 1 a.mp4 b.mp4", "forward 1 - b.mp4", "back - a.mp4 -".

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Media/MediaEngine.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
 
 namespace tavrin::testing {
 
@@ -14,12 +14,13 @@ namespace tavrin::testing {
 class RecordingListener final : public MediaEngine::Listener {
  public:
   const std::vector<std::string>& reports() const { return reports_; }
-  const std::string& lastError() const { return lastError_; }
+  /// Of the failure that was told last.
+  const Error& error() const { return error_; }
   long count(const std::string& report) const { return std::ranges::count(reports_, report); }
 
   void engineDidBecomeReady(MediaEngine::LoadId load) override { record("ready", load); }
   void engineDidFail(MediaEngine::LoadId load, const Error& error) override {
-    lastError_ = error.description;
+    error_ = error;
     record("failed", load);
   }
   void engineDidPlayToEnd(MediaEngine::LoadId load) override { record("end", load); }
@@ -32,7 +33,7 @@ class RecordingListener final : public MediaEngine::Listener {
   }
 
   std::vector<std::string> reports_;
-  std::string lastError_;
+  Error error_;
 };
 
 }  // namespace tavrin::testing

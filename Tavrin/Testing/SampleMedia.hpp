@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Models/Media.hpp"
+#include "Tavrin/Models/Media.hpp"
 
 namespace tavrin::testing {
 

@@ -1,10 +1,10 @@
-#include "Tests/Support/ScriptedEngine.hpp"
+#include "Tavrin/Testing/ScriptedEngine.hpp"
 
 #include <cstring>
 #include <sstream>
 #include <utility>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
 
 namespace tavrin::testing {
 
@@ -37,6 +37,11 @@ std::vector<std::string> EngineScript::operations() const {
 std::vector<std::string> EngineScript::takeOperations() {
   const LockGuard lock(mutex_);
   return std::exchange(operations_, {});
+}
+
+std::vector<std::string> EngineScript::expected() const {
+  const LockGuard lock(mutex_);
+  return expected_;
 }
 
 MediaEngine::LoadId EngineScript::load() const {
@@ -79,7 +84,8 @@ void EngineScript::becomeReady() {
 }
 
 void EngineScript::fail(const std::string& description) {
-  report([&](auto& listener, auto current) { listener.engineDidFail(current, {description}); });
+  report(
+      [&](auto& listener, auto current) { listener.engineDidFail(current, Error(description)); });
 }
 
 void EngineScript::stall() {
@@ -98,6 +104,11 @@ void EngineScript::setBecomesReady(bool becomesReady) {
 void EngineScript::setHoldsSeeks(bool holdsSeeks) {
   const LockGuard lock(mutex_);
   holdsSeeks_ = holdsSeeks;
+}
+
+void EngineScript::setInsideSeek(std::function<void()> handler) {
+  const LockGuard lock(mutex_);
+  insideSeek_ = std::move(handler);
 }
 
 void EngineScript::endSeek() {
@@ -179,6 +190,12 @@ void ScriptedEngine::load(LoadId load, std::shared_ptr<AVURLAsset> asset) {
   });
 }
 
+void ScriptedEngine::expect(std::vector<std::shared_ptr<AVURLAsset>> assets) {
+  const LockGuard lock(script_->mutex_);
+  script_->expected_.clear();
+  for (const auto& asset : assets) script_->expected_.push_back(asset->url().absoluteString());
+}
+
 void ScriptedEngine::setPlaying(bool playing) {
   const LockGuard lock(script_->mutex_);
   script_->record(line("setPlaying", playing));
@@ -187,6 +204,7 @@ void ScriptedEngine::setPlaying(bool playing) {
 
 void ScriptedEngine::seek(CMTime time, std::function<void(bool)> completion) {
   EngineScript::Completion overtaken;
+  std::function<void()> inside;
   bool isLoaded = false;
   bool isHeld = false;
   {
@@ -196,9 +214,11 @@ void ScriptedEngine::seek(CMTime time, std::function<void(bool)> completion) {
     isHeld = isLoaded && script_->holdsSeeks_;
     overtaken = std::exchange(script_->heldSeek_, isHeld ? std::move(completion) : nullptr);
     if (isLoaded) script_->position_ = time.seconds;
+    inside = script_->insideSeek_;
   }
   EngineScript::end(std::move(overtaken), false);
   if (!isHeld) EngineScript::end(std::move(completion), isLoaded);
+  if (inside) inside();
 }
 
 void ScriptedEngine::setMuted(bool muted) {
@@ -223,7 +243,7 @@ void ScriptedEngine::setPictureHandler(std::function<void()> handler) {
 
 std::optional<MediaEngine::LoadId> ScriptedEngine::draw(const PixelBuffer& target) {
   const LockGuard lock(script_->mutex_);
-  if (!script_->hasPicture_) return std::nullopt;
+  if (!script_->hasPicture_ || !target.canBeDrawn()) return std::nullopt;
   for (int row = 0; row < target.height; ++row) {
     std::memset(target.pixels + row * target.stride, 0xFF,
                 static_cast<std::size_t>(target.width) * 4);

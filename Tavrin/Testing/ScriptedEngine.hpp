@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Media/MediaEngine.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
 
 namespace tavrin::testing {
 
@@ -21,6 +21,10 @@ class EngineScript {
   std::vector<std::string> operations() const;
   /// The same, and starts a new list.
   std::vector<std::string> takeOperations();
+
+  /// The addresses of what may be loaded next, as it was said last. Not among the operations: it
+  /// may be said at any time.
+  std::vector<std::string> expected() const;
 
   MediaEngine::LoadId load() const;
   bool isPlaying() const;
@@ -38,6 +42,9 @@ class EngineScript {
   void setBecomesReady(bool becomesReady);
   /// Whether seeks wait for `endSeek` instead of ending by themselves, on the main queue.
   void setHoldsSeeks(bool holdsSeeks);
+  /// Sets what is called inside each seek, once its end is on the way: what else may happen before
+  /// the call returns.
+  void setInsideSeek(std::function<void()> handler);
   /// Ends the seek that is held, if any, on the main queue.
   void endSeek();
 
@@ -54,6 +61,7 @@ class EngineScript {
   const std::weak_ptr<MediaEngine::Listener> listener_;
   mutable Mutex mutex_;
   std::vector<std::string> operations_ TAVRIN_GUARDED_BY(mutex_);
+  std::vector<std::string> expected_ TAVRIN_GUARDED_BY(mutex_);
   MediaEngine::LoadId load_ TAVRIN_GUARDED_BY(mutex_) = 0;
   std::shared_ptr<AVURLAsset> asset_ TAVRIN_GUARDED_BY(mutex_);
   bool hasPicture_ TAVRIN_GUARDED_BY(mutex_) = false;
@@ -63,6 +71,7 @@ class EngineScript {
   bool holdsSeeks_ TAVRIN_GUARDED_BY(mutex_) = false;
   double position_ TAVRIN_GUARDED_BY(mutex_) = 0;
   Completion heldSeek_ TAVRIN_GUARDED_BY(mutex_);
+  std::function<void()> insideSeek_ TAVRIN_GUARDED_BY(mutex_);
   std::function<void()> pictureHandler_ TAVRIN_GUARDED_BY(mutex_);
 };
 
@@ -83,6 +92,7 @@ class ScriptedEngine final : public MediaEngine {
   const std::shared_ptr<EngineScript>& script() const { return script_; }
 
   void load(LoadId load, std::shared_ptr<AVURLAsset> asset) override;
+  void expect(std::vector<std::shared_ptr<AVURLAsset>> assets) override;
   void setPlaying(bool playing) override;
   void seek(CMTime time, std::function<void(bool)> completion) override;
   void setMuted(bool muted) override;

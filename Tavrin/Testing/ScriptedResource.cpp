@@ -1,8 +1,8 @@
-#include "Tests/Support/ScriptedResource.hpp"
+#include "Tavrin/Testing/ScriptedResource.hpp"
 
 #include <algorithm>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
 
 namespace tavrin::testing {
 
@@ -25,11 +25,13 @@ void ScriptedResource::setAvailable(std::int64_t count) {
 }
 
 void ScriptedResource::breakOff(const std::shared_ptr<AVURLAsset>& asset) {
-  asset->resourceLoader()->setEnd({available_, Error{"the connection was lost"}});
+  asset->resourceLoader()->setEnd(
+      {available_, Error(ErrorCode::connectionLost, "the connection was lost")});
 }
 
 bool ScriptedResource::resourceLoader(
     AVAssetResourceLoader&, const std::shared_ptr<AVAssetResourceLoadingRequest>& request) {
+  if (request->contentInformationRequest()) ++readers_;  // each reader's first request
   if (!answer(*request)) waiting_.insert(request);
   return true;
 }

@@ -5,9 +5,9 @@
 #include <set>
 #include <string>
 
-#include "Platform/Foundation/Data.hpp"
-#include "Platform/Media/AVAssetResourceLoader.hpp"
-#include "Platform/Media/AVURLAsset.hpp"
+#include "Tavrin/Foundation/Data.hpp"
+#include "Tavrin/Media/AVAssetResourceLoader.hpp"
+#include "Tavrin/Media/AVURLAsset.hpp"
 
 namespace tavrin::testing {
 
@@ -20,6 +20,10 @@ class ScriptedResource final : public AVAssetResourceLoaderDelegate,
 
   /// An asset whose bytes come from here, for as long as this lives.
   std::shared_ptr<AVURLAsset> asset();
+  /// How many readers have asked for it.
+  int readers() const { return readers_; }
+  /// Whether a reader waits for it.
+  bool isAwaited() const { return !waiting_.empty(); }
   /// How many bytes are there; requests for more wait. With none, the length is not told either.
   void setAvailable(std::int64_t count);
   /// Says that no more bytes will come to the asset than are there, and that some are missing.
@@ -38,6 +42,7 @@ class ScriptedResource final : public AVAssetResourceLoaderDelegate,
 
   const Data bytes_;
   std::int64_t available_;
+  int readers_ = 0;
   std::set<std::shared_ptr<AVAssetResourceLoadingRequest>> waiting_;
 };
 

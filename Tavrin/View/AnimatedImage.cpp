@@ -1,4 +1,4 @@
-#include "Platform/View/AnimatedImage.hpp"
+#include "Tavrin/View/AnimatedImage.hpp"
 
 #include <utility>
 

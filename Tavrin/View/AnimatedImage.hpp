@@ -8,12 +8,12 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Foundation/Data.hpp"
-#include "Platform/Foundation/Error.hpp"
-#include "Platform/Foundation/URL.hpp"
-#include "Platform/View/Bitmap.hpp"
-#include "Platform/View/Framed.hpp"
-#include "Platform/View/Geometry.hpp"
+#include "Tavrin/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Foundation/URL.hpp"
+#include "Tavrin/View/Bitmap.hpp"
+#include "Tavrin/View/Framed.hpp"
+#include "Tavrin/View/Geometry.hpp"
 
 namespace tavrin {
 

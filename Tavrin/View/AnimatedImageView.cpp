@@ -1,8 +1,9 @@
-#include "Platform/View/AnimatedImageView.hpp"
+#include "Tavrin/View/AnimatedImageView.hpp"
 
+#include <new>
 #include <utility>
 
-#include "Platform/View/ImageDownload.hpp"
+#include "Tavrin/View/Internal/ImageDownload.hpp"
 
 namespace tavrin {
 
@@ -20,10 +21,12 @@ void AnimatedImageView::load() {
     if (std::exchange(isLoading_, true)) return;
   }
   if (!image_.url) {
-    post([](AnimatedImageView& self) { self.fail(Error{"the image has no address"}); });
+    post([](AnimatedImageView& self) {
+      self.fail({ErrorCode::badAddress, "the image has no address"});
+    });
   } else if (auto cached = environment_.cache->find(*image_.url)) {
     post([data = std::move(*cached)](AnimatedImageView& self) {
-      self.decode(data, SDImageCacheType::memory);
+      self.tryToDecode(data, SDImageCacheType::memory);
     });
   } else {
     download(*image_.url);
@@ -47,20 +50,30 @@ void AnimatedImageView::download(const URL& url) {
     const LockGuard lock(mutex_);
     session_ = session;
   }
-  session->dataTask(url)->resume();
+  const auto task = session->dataTask(url);
+  task->setPriority(URLSessionDataTask::highPriority);  // somebody looks at the view
+  task->resume();
 }
 
 void AnimatedImageView::finishDownload(const Data& body, const std::optional<Error>& error) {
   if (error) return fail(*error);
-  post([body](AnimatedImageView& self) { self.decode(body, SDImageCacheType::none); });
+  post([body](AnimatedImageView& self) { self.tryToDecode(body, SDImageCacheType::none); });
+}
+
+void AnimatedImageView::tryToDecode(const Data& body, SDImageCacheType servedFrom) {
+  try {
+    decode(body, servedFrom);
+  } catch (const std::bad_alloc&) {
+    fail(Error{ErrorCode::noMemory, "there is not enough memory for the image"});
+  }
 }
 
 void AnimatedImageView::decode(const Data& body, SDImageCacheType servedFrom) {
-  auto decoder = ImageDecoder::open(body, environment_.imageLimits);
-  if (!decoder) return fail(Error{"the bytes are no image that can be shown"});
-  auto frames =
-      FrameStore::make(std::move(decoder), environment_.executor, environment_.decodedFramesBudget);
-  if (!frames) return fail(Error{"the image cannot be decoded"});
+  auto opened = ImageDecoder::open(body, environment_.imageLimits);
+  if (!opened.decoder) return fail(opened.error);
+  auto frames = FrameStore::make(std::move(opened.decoder), environment_.executor,
+                                 environment_.decodedFramesBudget);
+  if (!frames) return fail({ErrorCode::noPicture, "the image's first picture cannot be decoded"});
   const auto first = frames->at(std::chrono::nanoseconds(0)).bitmap;
   {
     const LockGuard lock(mutex_);

@@ -4,10 +4,10 @@
 #include <memory>
 #include <optional>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/View/AnimatedImage.hpp"
-#include "Platform/View/FrameStore.hpp"
-#include "Platform/View/ViewEnvironment.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/View/AnimatedImage.hpp"
+#include "Tavrin/View/FrameStore.hpp"
+#include "Tavrin/View/ViewEnvironment.hpp"
 
 namespace tavrin {
 
@@ -29,11 +29,12 @@ class AnimatedImageView : public std::enable_shared_from_this<AnimatedImageView>
     std::shared_ptr<const Bitmap> bitmap;  // never null
     /// One point for each pixel of the image.
     Size naturalSize;
-    /// When to draw again; absent for a still.
+    /// When to draw again; absent for a still, and once an animation rests on its last frame.
     std::optional<TimePoint> due;
   };
 
-  static std::shared_ptr<AnimatedImageView> make(AnimatedImage image, ViewEnvironment environment);
+  [[nodiscard]] static std::shared_ptr<AnimatedImageView> make(AnimatedImage image,
+                                                               ViewEnvironment environment);
   ~AnimatedImageView();
 
   /// Takes the image from the cache or downloads it. Does nothing while a load is under way; after
@@ -50,6 +51,7 @@ class AnimatedImageView : public std::enable_shared_from_this<AnimatedImageView>
 
   void download(const URL& url);
   void finishDownload(const Data& body, const std::optional<Error>& error);
+  void tryToDecode(const Data& body, SDImageCacheType servedFrom);
   void decode(const Data& body, SDImageCacheType servedFrom);
   void fail(const Error& error);
   void endLoad();

@@ -2,23 +2,25 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
 namespace tavrin {
 
-/// Which frame of an animation is due when. It plays over and over, whatever loop count its file
-/// names.
+/// Which frame of an animation is due when.
 class AnimationTimeline {
  public:
   struct Position {
     std::size_t index = 0;
-    /// Until the frame after it is due; absent for a still.
+    /// Until the frame after it is due; absent for a still, and once the last frame stays.
     std::optional<std::chrono::nanoseconds> remaining;
   };
 
-  /// `delays` holds at least one frame, and no delay below 1 ms.
-  explicit AnimationTimeline(const std::vector<std::chrono::milliseconds>& delays);
+  /// `delays` holds at least one frame, and no delay below 1 ms. All frames are shown `plays`
+  /// times, at least once, and then the last one stays; absent, they are shown without end.
+  AnimationTimeline(const std::vector<std::chrono::milliseconds>& delays,
+                    std::optional<std::int64_t> plays);
 
   /// `elapsed` counts from the start of the first frame; a negative one counts as 0.
   Position at(std::chrono::nanoseconds elapsed) const;
@@ -28,6 +30,7 @@ class AnimationTimeline {
 
  private:
   std::vector<std::chrono::milliseconds> ends_;  // of each frame, from the start of a round
+  std::optional<std::int64_t> plays_;
 };
 
 }  // namespace tavrin

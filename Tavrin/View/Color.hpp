@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "Platform/View/UIColor.hpp"
+#include "Tavrin/View/UIColor.hpp"
 
 namespace tavrin {
 

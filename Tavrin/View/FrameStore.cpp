@@ -1,7 +1,8 @@
-#include "Platform/View/FrameStore.hpp"
+#include "Tavrin/View/FrameStore.hpp"
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 #include <utility>
 
 namespace tavrin {
@@ -39,7 +40,7 @@ FrameStore::FrameStore(std::unique_ptr<ImageDecoder> decoder, std::shared_ptr<co
     : executor_(executor),
       holdsAll_(byteCount(*first) * std::ssize(decoder->delays()) <= budget),
       decoder_(std::move(decoder)),
-      timeline_(decoder_->delays()),
+      timeline_(decoder_->delays(), decoder_->plays()),
       frames_(timeline_.count()),
       shown_(first),
       window_(holdsAll_ ? frames_.size() : framesAhead(frames_.size(), byteCount(*first))) {
@@ -122,10 +123,19 @@ void FrameStore::decodeToward(std::size_t index) {
     decoder_->rewind();
     decoderPosition_ = 0;
   }
-  if (auto bitmap = decoder_->next()) {
+  if (auto bitmap = nextFrame()) {
     keep(decoderPosition_++, std::move(bitmap));
   } else {
     endBefore(decoderPosition_);
+  }
+}
+
+// A frame that there is no memory for is one that cannot be decoded.
+std::shared_ptr<const Bitmap> FrameStore::nextFrame() {
+  try {
+    return decoder_->next();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
   }
 }
 

@@ -6,10 +6,10 @@
 #include <optional>
 #include <vector>
 
-#include "Platform/Foundation/Executor.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/View/AnimationTimeline.hpp"
-#include "Platform/View/ImageDecoder.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/View/AnimationTimeline.hpp"
+#include "Tavrin/View/ImageDecoder.hpp"
 
 namespace tavrin {
 
@@ -22,7 +22,7 @@ class FrameStore : public std::enable_shared_from_this<FrameStore> {
  public:
   struct Shown {
     std::shared_ptr<const Bitmap> bitmap;  // never null
-    /// Until another frame can be expected; absent for a still.
+    /// Until another frame can be expected; absent for a still, and once the last frame stays.
     std::optional<std::chrono::nanoseconds> remaining;
   };
 
@@ -51,6 +51,7 @@ class FrameStore : public std::enable_shared_from_this<FrameStore> {
   void schedule();
   void decodeSome();
   void decodeToward(std::size_t index);
+  std::shared_ptr<const Bitmap> nextFrame();
 
   Executor& executor_;
   const bool holdsAll_;

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "Platform/View/Geometry.hpp"
+#include "Tavrin/View/Geometry.hpp"
 
 namespace tavrin {
 

@@ -1,8 +1,8 @@
-#include "Tavrin/GifView.hpp"
+#include "Tavrin/View/GifView.hpp"
 
 #include <utility>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
 
 namespace tavrin {
 
@@ -15,7 +15,7 @@ Framed<AnimatedImage> GifView::body() const {
   return AnimatedImage(url_, SDWebImageOptions{0}, std::nullopt)
       .resizable(EdgeInsets{}, ResizingMode::stretch)
       .onSuccess([view = *this](const auto&, const auto&, SDImageCacheType) { view.succeeded(); })
-      .onFailure([view = *this](const Error&) { view.failed(); })
+      .onFailure([view = *this](const Error& error) { view.failed(error); })
       .onProgress([view = *this](std::int64_t received, std::int64_t expected) {
         view.progressed(received, expected);
       })
@@ -27,7 +27,14 @@ void GifView::succeeded() const {
   if (isFailed()) postIsFailed(false);
 }
 
-void GifView::failed() const {
+GifView GifView::onFailure(std::function<void(const Error&)> perform) const {
+  auto view = *this;
+  view.tell_ = std::move(perform);
+  return view;
+}
+
+void GifView::failed(const Error& error) const {
+  if (tell_) DispatchQueue::main().async([tell = tell_, error] { tell(error); });
   if (!loaded_.get()) postLoaded(true);
   if (!isFailed()) postIsFailed(true);
 }

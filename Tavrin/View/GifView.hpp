@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
-#include "Platform/Foundation/URL.hpp"
-#include "Platform/View/AnimatedImage.hpp"
-#include "Platform/View/Binding.hpp"
-#include "Platform/View/State.hpp"
+#include "Tavrin/Foundation/URL.hpp"
+#include "Tavrin/View/AnimatedImage.hpp"
+#include "Tavrin/View/Binding.hpp"
+#include "Tavrin/View/State.hpp"
 
 namespace tavrin {
 
@@ -22,6 +23,10 @@ class GifView {
   GifView(URL url, std::optional<double> width, std::optional<double> height,
           Binding<bool> isFailed);
 
+  /// This view, which also tells why each load failed: on the main queue, before `isFailed` is
+  /// written.
+  GifView onFailure(std::function<void(const Error&)> perform) const;
+
   const URL& url() const { return url_; }
   std::optional<double> width() const { return width_; }
   std::optional<double> height() const { return height_; }
@@ -34,7 +39,7 @@ class GifView {
 
  private:
   void succeeded() const;
-  void failed() const;
+  void failed(const Error& error) const;
   void progressed(std::int64_t received, std::int64_t expected) const;
   void postLoaded(bool value) const;
   void postIsFailed(bool value) const;
@@ -45,6 +50,7 @@ class GifView {
   std::optional<double> width_;
   std::optional<double> height_;
   Binding<bool> isFailed_;
+  std::function<void(const Error&)> tell_;  // may be empty
 };
 
 }  // namespace tavrin

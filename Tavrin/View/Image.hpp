@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "Platform/View/UIImage.hpp"
+#include "Tavrin/View/UIImage.hpp"
 
 namespace tavrin {
 

@@ -1,4 +1,4 @@
-#include "Platform/View/ImageMemoryCache.hpp"
+#include "Tavrin/View/ImageMemoryCache.hpp"
 
 #include <iterator>
 

@@ -6,9 +6,9 @@
 #include <unordered_map>
 #include <utility>
 
-#include "Platform/Foundation/Data.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Foundation/URL.hpp"
+#include "Tavrin/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/URL.hpp"
 
 namespace tavrin {
 

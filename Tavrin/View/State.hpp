@@ -4,8 +4,8 @@
 #include <memory>
 #include <utility>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/View/Binding.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/View/Binding.hpp"
 
 namespace tavrin {
 

@@ -1,4 +1,4 @@
-#include "Platform/View/UIColor.hpp"
+#include "Tavrin/View/UIColor.hpp"
 
 #include <locale>
 #include <sstream>

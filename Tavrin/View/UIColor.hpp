@@ -3,7 +3,7 @@
 #include <memory>
 #include <string_view>
 
-#include "Platform/Foundation/Bundle.hpp"
+#include "Tavrin/Foundation/Bundle.hpp"
 
 namespace tavrin {
 

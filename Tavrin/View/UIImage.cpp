@@ -1,10 +1,10 @@
-#include "Platform/View/UIImage.hpp"
+#include "Tavrin/View/UIImage.hpp"
 
 #include <algorithm>
 #include <array>
 #include <string>
 
-#include "Platform/View/ImageDecoder.hpp"
+#include "Tavrin/View/ImageDecoder.hpp"
 
 namespace tavrin {
 namespace {
@@ -20,7 +20,7 @@ std::shared_ptr<const UIImage> UIImage::named(std::string_view name, const Bundl
   for (const int height : renderingHeights) {
     const auto bytes = bundle.resource(std::string(name) + "-" + std::to_string(height) + ".png");
     if (!bytes) continue;
-    const auto decoder = ImageDecoder::open(*bytes);
+    const auto decoder = ImageDecoder::open(*bytes).decoder;
     if (auto bitmap = decoder ? decoder->next() : nullptr) renderings.push_back(std::move(bitmap));
   }
   if (renderings.empty()) return nullptr;

@@ -4,9 +4,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Foundation/Bundle.hpp"
-#include "Platform/View/Bitmap.hpp"
-#include "Platform/View/Geometry.hpp"
+#include "Tavrin/Foundation/Bundle.hpp"
+#include "Tavrin/View/Bitmap.hpp"
+#include "Tavrin/View/Geometry.hpp"
 
 namespace tavrin {
 

@@ -4,10 +4,10 @@
 #include <functional>
 #include <memory>
 
-#include "Platform/Foundation/Executor.hpp"
-#include "Platform/Foundation/URLSession.hpp"
-#include "Platform/View/ImageDecoder.hpp"
-#include "Platform/View/ImageMemoryCache.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
+#include "Tavrin/View/ImageDecoder.hpp"
+#include "Tavrin/View/ImageMemoryCache.hpp"
 
 namespace tavrin {
 

@@ -4,8 +4,8 @@
 
 #include "App/ByteRange.hpp"
 #include "App/FolderServer.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/Support/Command.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
 
 namespace tavrin::app {
 namespace {

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <utility>
 
-#include "Platform/Foundation/FileManager.hpp"
-#include "Platform/View/ImageDecoder.hpp"
+#include "Tavrin/Foundation/FileManager.hpp"
+#include "Tavrin/View/ImageDecoder.hpp"
 
 namespace tavrin::testing {
 
@@ -16,7 +16,7 @@ bool Pixel::isNear(const Pixel& other) const {
 
 std::optional<PictureFile> PictureFile::png(const std::string& path) {
   const auto bytes = FileManager::contents(path);
-  const auto decoder = bytes ? ImageDecoder::open(*bytes) : nullptr;
+  const auto decoder = bytes ? ImageDecoder::open(*bytes).decoder : nullptr;
   const auto bitmap = decoder ? decoder->next() : nullptr;
   if (!bitmap) return std::nullopt;
   return PictureFile(*bitmap);

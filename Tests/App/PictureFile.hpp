@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "Platform/View/Bitmap.hpp"
-#include "Platform/View/Geometry.hpp"
+#include "Tavrin/View/Bitmap.hpp"
+#include "Tavrin/View/Geometry.hpp"
 
 namespace tavrin::testing {
 

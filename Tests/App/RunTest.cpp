@@ -1,14 +1,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "Tavrin/Testing/RangeServer.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/App/CommandLine.hpp"
-#include "Tests/Support/RangeServer.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
 
 // The program from the outside: real engine, real cache, real network over loopback.
 namespace tavrin::testing {
@@ -117,6 +119,8 @@ TEST_F(RunTest, ItemsThatCannotBeShownEndInStatus3) {
       {server.url("/silent.mp4").absoluteString(), "video/mp4"},
       {"http://127.0.0.1:1/refused.mp4", "video/mp4"},
       {"absent.mp4", "video/mp4"}};
+  EXPECT_THAT(play("--headless " + workout("absent.mp4")).output,
+              HasSubstr("could not load: The file \"absent.mp4\" is missing"));
   for (const auto& [address, type] : items) {
     const auto run = play("--headless --patience 2 " + workout(address, type));
     EXPECT_EQ(run.status, 3) << address << "\n" << run.output;
@@ -152,14 +156,111 @@ TEST_F(RunTest, WrongArgumentsAndFilesAreExplained) {
   expectEnd("--tempo 3", 2, "--tempo");
   expectEnd("a.json b.json", 2, "b.json");
   expectEnd("--size 20x20", 2, "must be like 880x700");
-  expectEnd("--patience soon", 2, "--patience");
+  for (const char* none : {"soon", "nan", "inf", "0", "1e9"}) {
+    expectEnd("--patience " + std::string(none), 2, "--patience: must be 0.1 to 3600 seconds");
+  }
   expectEnd("--script 'set 1; hop'", 2, "script: line 1, column 8: \"hop\" is no command");
   expectEnd("--script @/missing", 1, "cannot read the script \"/missing\"");
-  expectEnd("/missing.json", 1, "cannot read the workout \"/missing.json\"");
+  expectEnd("/missing.json", 1, "cannot read the workout \"/missing.json\": No such");
   expectEnd(workout("file:///etc/passwd"), 1, "workout.json: line 1, column ");
   expectEnd("--trace /missing/trace", 1, "cannot write the trace \"/missing/trace\": No such");
   expectEnd("--trace /dev/full --script quit", 1, "the trace could not be written to its end");
   expectEnd("--script 'snapshot /missing/a.png'", 1, "cannot write the picture");
+  expectEnd("--script quit >/dev/full", 1, "standard output could not be written to its end");
+}
+
+// For a command; a sanitizer needs more than any.
+#ifndef __has_feature
+#define __has_feature(name) false
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+const std::string memoryBound;
+#else
+const std::string memoryBound = "ulimit -v 300000; ";  // KiB
+#endif
+
+TEST_F(RunTest, NeitherHugeFilesNorPipesNorClosedStreamsHarmIt) {
+  std::ofstream(path("sparse.json")) << "{";
+  std::filesystem::resize_file(path("sparse.json"), 12LL << 30);
+  // A small file whose places were long texts, one for each value.
+  const std::string name(300, 'n');
+  std::string deep = "{\"title\": \"T\", \"media\": [], \"x\": ";
+  for (int i = 0; i < 60; ++i) deep += "{\"" + name + "\":";
+  deep += "[";
+  for (int i = 0; i < 20'000; ++i) deep += "0,";
+  std::ofstream(path("deep.json")) << deep << "0]" << std::string(61, '}');
+  std::ofstream many(path("many.json"));
+  for (int i = 0; i < 1'000'000; ++i) many << (i == 0 ? '[' : ',') << "[]";
+  many.close();
+  const std::pair<const char*, const char*> files[] = {{"sparse.json", "is larger than 4 MiB"},
+                                                       {"deep.json", "\"media\" holds no items"},
+                                                       {"many.json", "holds too many values"}};
+  for (const auto& [file, message] : files) {
+    const auto run = runCommand(memoryBound + TAVRIN_WORKOUT_PLAYER " --headless " + path(file));
+    EXPECT_EQ(run.status, 1) << run.output;
+    EXPECT_THAT(run.output, HasSubstr(message));
+    EXPECT_LT(run.output.size(), 500U);
+  }
+
+  ASSERT_EQ(mkfifo(path("pipe.mp4").c_str(), 0600), 0);
+  const auto pipe = play("--headless --patience 2 " + workout("pipe.mp4"));
+  EXPECT_EQ(pipe.status, 3) << pipe.output;
+  EXPECT_LT(pipe.time.count(), 1.5) << "refused at once, not waited for";
+
+  // The trace has the number of no stream.
+  const auto closed =
+      play("--headless --script quit --trace " + path("trace.jsonl") + " <&- >&- 2>&-");
+  EXPECT_EQ(closed.status, 0);
+  EXPECT_EQ(trace().front()["name"], "workout");
+  // The reader of the pipe has gone before the first line.
+  runCommand("(" TAVRIN_WORKOUT_PLAYER " --headless --script 'snapshot " + path("a.png") +
+             "'; echo $? >" + path("status") + ") 2>/dev/null | true");
+  EXPECT_TRUE(std::filesystem::exists(path("a.png")));
+  int status = 0;
+  std::ifstream(path("status")) >> status;
+  EXPECT_EQ(status, 1);
+}
+
+TEST_F(RunTest, APictureMayStayForAsLongAsItsClipWants) {
+  std::filesystem::copy_file(TAVRIN_APP_CLIPS "/one-picture-in-20s.mp4", path("still.mp4"));
+  const auto run = play("--headless --patience 0.5 --script 'set 1; wait ready; wait 1s' " +
+                        workout("still.mp4"));
+  EXPECT_EQ(run.status, 0) << run.output;
+}
+
+TEST_F(RunTest, ASeekGoesToThePlaceAndPlaysOnFromThere) {
+  const auto run = play(
+      "--headless --script 'set 1; wait ready; seek 6s; wait end; seek 1s; "
+      "wait 300ms; snapshot " +
+      path("1.png") + "'");
+  EXPECT_EQ(run.status, 0) << run.output;
+  EXPECT_LT(run.time.count(), 4) << "the clip has 6.4 s";
+  EXPECT_THAT(run.output, HasSubstr("playback: playing"));
+}
+
+TEST_F(RunTest, APageInAVideosPlaceIsNotKept) {
+  RangeServer server;
+  server.serve("/portal.mp4", {shareBytes("login"), "text/html"}, "html page");
+  const auto run = play("--headless --script 'set 1; wait ready; wait stored' --patience 2 " +
+                        workout(server.url("/portal.mp4").absoluteString()));
+  EXPECT_EQ(run.status, 3) << run.output;
+  EXPECT_THAT(run.output, HasSubstr("answered with text/html"));
+  EXPECT_FALSE(std::filesystem::exists(path("cache/VideoCache/portal.mp4")));
+}
+
+TEST_F(RunTest, NobodyElseWritesToTheTerminal) {
+  RangeServer server;
+  server.serve("/a.mp4", "no", "not found");
+  std::ofstream(path("workout.json"))
+      << R"({"title": "\u001b[2J\nforged \u009b31m", "media": [{"id":
+          "1cd8eb1b-566b-455d-b077-ffbc14d8860a", "mimeType": "video/mp4", "url": ")"
+      << server.url("/%1b%5d0;title%07%0aa.mp4").absoluteString() << "\"}]}";
+  const auto run = play("--headless --script 'set 1; wait ready' --patience 2 " +
+                        path("workout.json") + " --trace " + path("trace.jsonl"));
+  EXPECT_THAT(run.output, HasSubstr("\\x1b[2J\\x0aforged \\u009b31m, 1 items"));
+  EXPECT_THAT(run.output, HasSubstr("\\x1b]0;title\\x07\\x0aa.mp4: streaming"));
+  EXPECT_EQ(run.output.find_first_of("\x1b\x07\x9b"), std::string::npos) << run.output;
 }
 
 TEST_F(RunTest, OpensNoWindowWithoutADisplay) {

@@ -5,10 +5,10 @@
 
 #include "App/Screen.hpp"
 #include "App/ScreenLayout.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/App/CommandLine.hpp"
 #include "Tests/App/PictureFile.hpp"
 #include "Tests/App/Process.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
 
 namespace tavrin::testing {
 namespace {
@@ -53,6 +53,10 @@ TEST(ScreenLayout, HasRoomForEveryControlAtEverySize) {
         EXPECT_LE(button.x + button.width, size.width) << size.width << "x" << size.height;
         EXPECT_LE(button.y + button.height, size.height) << size.width << "x" << size.height;
       }
+      // No button covers another.
+      EXPECT_LE(layout.previous.x + layout.previous.width, layout.playPause.x) << size.width;
+      EXPECT_LE(layout.playPause.x + layout.playPause.width, layout.next.x) << size.width;
+      EXPECT_LE(layout.next.x + layout.next.width, layout.mute.x) << size.width;
       if (layout.items.empty()) continue;
       // The current item is among those that fit.
       EXPECT_EQ(layout.firstItem + static_cast<std::int64_t>(layout.items.size()), count);
@@ -71,6 +75,12 @@ TEST(ScreenLayout, FindsTheControlAtAPlace) {
   EXPECT_EQ(at(layout.leave), ScreenControl{ScreenControl::Kind::leave});
   EXPECT_EQ(at(layout.items[3]), (ScreenControl{ScreenControl::Kind::item, 3}));
   EXPECT_EQ(at(layout.stage), std::nullopt);
+  // The bar is thin: a little above and below is still meant for it.
+  const auto& bar = layout.progress;
+  EXPECT_EQ(layout.controlAt(bar.x, bar.y - 6), ScreenControl{ScreenControl::Kind::position});
+  EXPECT_EQ(layout.partAt(bar.x + bar.width / 4), 0.25);
+  EXPECT_EQ(layout.partAt(-1000), 0);
+  EXPECT_EQ(layout.partAt(5000), 1);
 }
 
 TEST(Snapshot, ShowsWhatIsCurrentAtEverySize) {
@@ -104,6 +114,33 @@ TEST(Snapshot, ShowsWhatIsCurrentAtEverySize) {
     EXPECT_GT(first->share(layout.playPause, accent), 0.5);
     EXPECT_EQ(second->share(layout.playPause, accent), 0);
   }
+}
+
+TEST(Screen, ShowsWhatHasComeOfTheVideoBesideWhatHasBeenPlayed) {
+  app::ScreenModel model;
+  model.items.resize(1);
+  model.current = 0;
+  model.stage = app::ScreenModel::Stage::shown;
+  model.drawVideo = [](const PixelBuffer&) { return false; };
+  model.canSeek = true;
+  model.duration = 10;
+  model.seconds = 2;
+  model.loaded = 0.5;
+  app::Canvas canvas(880, 700, 1);
+  drawScreen(canvas, model);
+  const auto bar = layoutOf(usual, 0).progress;
+  const auto colorAt = [&](double part) {
+    const auto x = static_cast<std::ptrdiff_t>(bar.x + bar.width * part);
+    const auto y = static_cast<std::ptrdiff_t>(bar.y + 1);
+    const auto* pixel = canvas.pixels() + y * canvas.stride() + x * 4;
+    return Pixel{std::to_integer<int>(pixel[2]), std::to_integer<int>(pixel[1]),
+                 std::to_integer<int>(pixel[0])};
+  };
+  EXPECT_TRUE(colorAt(0.1).isNear(accent));
+  const auto come = colorAt(0.4);
+  EXPECT_TRUE(colorAt(0.48).isNear(come));
+  EXPECT_FALSE(come.isNear(accent));
+  EXPECT_FALSE(come.isNear(colorAt(0.6)));
 }
 
 TEST(Snapshot, ShowsACardInThePlaceOfWhatCouldNotBeLoaded) {

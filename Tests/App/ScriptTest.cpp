@@ -21,7 +21,7 @@ TEST(Script, ReadsEveryCommand) {
   const auto parsed = parseScript(
       "set 6; wait ready;wait 2s ; wait 1.5s;; wait 250ms\n"
       "# a comment; set 99\n"
-      "next;prev;mute;pause;play; wait end; wait stored\n"
+      "next;prev;mute;pause;play;seek 3.5s; wait end; wait stored\n"
       "snapshot out of order.png; quit",
       6);
   const auto* script = std::get_if<Script>(&parsed);
@@ -34,6 +34,7 @@ TEST(Script, ReadsEveryCommand) {
                   ScriptCommand{.kind = Kind::waitTime, .duration = milliseconds(250)},
                   ScriptCommand{Kind::next}, ScriptCommand{Kind::previous},
                   ScriptCommand{Kind::mute}, ScriptCommand{Kind::pause}, ScriptCommand{Kind::play},
+                  ScriptCommand{.kind = Kind::seek, .duration = milliseconds(3500)},
                   ScriptCommand{Kind::waitEnd}, ScriptCommand{Kind::waitStored},
                   ScriptCommand{.kind = Kind::snapshot, .path = "out of order.png"},
                   ScriptCommand{Kind::quit}));
@@ -48,6 +49,7 @@ TEST(Script, TellsWhereACommandIsWrong) {
        {"set", "set 0", "set 7", "set -1", "set x", "set 1 2", "set 99999999999999999999"}) {
     EXPECT_THAT(errorOf(set), HasSubstr("needs the number of an item, 1 to 6")) << set;
   }
+  EXPECT_THAT(errorOf("seek 3"), HasSubstr("line 1, column 6: \"seek\" needs a time"));
   for (const char* wait : {"wait", "wait 2", "wait s", "wait -1s", "wait nans", "wait 1e9s",
                            "wait 86401s", "wait 2 s", "wait for it"}) {
     EXPECT_THAT(errorOf(wait), HasSubstr("\"wait\" needs")) << wait;

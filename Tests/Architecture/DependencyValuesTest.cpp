@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "Architecture/DependencyValues.hpp"
+#include "Tavrin/Architecture/DependencyValues.hpp"
 
 namespace tavrin {
 namespace {

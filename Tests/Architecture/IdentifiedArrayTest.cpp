@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "Architecture/IdentifiedArray.hpp"
+#include "Tavrin/Architecture/IdentifiedArray.hpp"
 
 namespace tavrin {
 namespace {

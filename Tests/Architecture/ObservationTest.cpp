@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "Architecture/Observation.hpp"
+#include "Tavrin/Architecture/Observation.hpp"
 
 namespace tavrin {
 namespace {
@@ -78,6 +79,28 @@ TEST(Observation, TrackingFiresOnceForTheFieldsThatWereRead) {
   EXPECT_EQ(read(), 4);
   state.number = 3;
   EXPECT_EQ(changes, 2);
+}
+
+TEST(Observation, ATrackedCopyStandsForWhatItWasCopiedFrom) {
+  State state;
+  int changes = 0;
+  const auto read = [&] {
+    const State copy = state;
+    return copy.number();
+  };
+  withObservationTracking(read, [&] { ++changes; });
+  state.number = 1;
+  EXPECT_EQ(changes, 1);
+}
+
+TEST(Observation, AnObserverThatThrowsKeepsNothingFromTheOthers) {
+  State state;
+  int told = 0;
+  const auto throwing = state.number.observe([] { throw std::runtime_error("observer"); });
+  const auto other = state.number.observe([&] { ++told; });
+  EXPECT_THROW(state.number = 1, std::runtime_error);
+  EXPECT_EQ(told, 1);
+  EXPECT_EQ(state.number(), 1);
 }
 
 TEST(Observation, ATrackedReadDoesNotOutliveItsState) {

@@ -2,13 +2,14 @@
 
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "Architecture/Observation.hpp"
-#include "Architecture/Store.hpp"
-#include "Tests/Support/ManualExecutor.hpp"
+#include "Tavrin/Architecture/Observation.hpp"
+#include "Tavrin/Architecture/Store.hpp"
+#include "Tavrin/Testing/ManualExecutor.hpp"
 
 namespace tavrin {
 namespace {
@@ -105,6 +106,40 @@ TEST_F(StoreTest, AnObserverMayDestroyTheStoreThatTellsIt) {
   store->send(1);
   EXPECT_EQ(told, 1);
   EXPECT_FALSE(store.has_value());
+}
+
+TEST_F(StoreTest, AnObserverThatThrowsLeavesTheStoreAndItsEffectsWhole) {
+  int parts = 0;
+  Store<Counter> store({}, Counter{[&parts] { ++parts; }}, loop);
+  const auto throwing = store.state().count.observe([] { throw std::runtime_error("observer"); });
+  EXPECT_THROW(store.send(1), std::runtime_error);
+  EXPECT_EQ(store.state().count(), 1);
+  store.send(-1);
+  int thrown = 0;
+  for (bool isBusy = true; isBusy;) {
+    try {
+      isBusy = executor.runOne() || mainQueue.poll();
+    } catch (const std::runtime_error&) {
+      ++thrown;
+    }
+  }
+  EXPECT_EQ(store.state().count(), 112);
+  EXPECT_EQ(parts, 3) << "the effect was left where it was";
+  EXPECT_EQ(thrown, 3);
+}
+
+// The delivery that the observer's poll() runs has to wait until the action under way is reduced.
+TEST_F(StoreTest, AnEffectWaitsForItsActionAlsoWhenAnObserverPumpsTheQueue) {
+  std::vector<int> seen;
+  std::optional<Store<Counter>> store;
+  const auto look = [&] { seen.push_back(store->state().count()); };
+  store.emplace(CounterState{}, Counter{look}, loop);
+  store->send(-1);
+  executor.runOne();  // the effect has posted its first action
+  const auto pumping = store->state().count.observe([&] { settle(); });
+  store->send(1000);
+  settle();
+  EXPECT_EQ(seen, (std::vector{1001, 1011, 1111}));
 }
 
 using StoreDeathTest = StoreTest;

@@ -4,9 +4,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "Architecture/Task.hpp"
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Tests/Support/ManualExecutor.hpp"
+#include "Tavrin/Architecture/Task.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Testing/ManualExecutor.hpp"
 
 namespace tavrin {
 namespace {

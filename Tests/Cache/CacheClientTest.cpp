@@ -8,9 +8,9 @@
 #include <set>
 #include <thread>
 
-#include "Tavrin/CachingPlayerItem.hpp"
-#include "Tavrin/Dependency/VideoCacheDependency.hpp"
-#include "Tests/Support/Await.hpp"
+#include "Tavrin/Cache/VideoCacheDependency.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
+#include "Tavrin/Testing/Await.hpp"
 #include "Tests/Support/CacheFixture.hpp"
 #include "Tests/Support/CapturedStdout.hpp"
 
@@ -18,6 +18,7 @@ namespace tavrin {
 namespace {
 
 using testing::await;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 class CacheClientTest : public testing::CacheFixture {
@@ -67,6 +68,32 @@ TEST_F(CacheClientTest, TheTestValueTouchesNothing) {
   EXPECT_NE(std::dynamic_pointer_cast<CachingPlayerItem>(item), nullptr);
   EXPECT_THAT(server.requests(), IsEmpty());
   EXPECT_THAT(files(), IsEmpty());
+}
+
+TEST_F(CacheClientTest, ASettingRefusesAnswersAndTheDownloadsCanBeWatched) {
+  server.serve("/page\u009b31m.mp4", {testing::shareBytes("page"), "text/html"}, "html page");
+  server.serve("/clip.mp4", testing::makeBody(1000), "stall");
+  VideoCacheSettings settings;
+  settings.accepts = [](const URLResponse& response) { return response.mimeType == "video/mp4"; };
+  const auto client = VideoCacheDependencyKey::liveValue(settings);
+  const auto id = await(client.create());
+  const testing::CapturedStdout printed;
+  for (const char* name : {"page\u009b31m.mp4", "clip.mp4"}) {
+    await(client.saveVideosToCache(id, url(name), "video/mp4"));
+  }
+  EXPECT_TRUE(waitUntil([&] {
+    const auto downloads = runningDownloads(id);
+    return downloads.size() == 1 && downloads[0].video == url("clip.mp4") &&
+           downloads[0].progress == DownloadProgress{500, 1000};
+  }));
+  EXPECT_EQ(printed.text(), "--> " + url("page").absoluteString() + "\\u009b31m.mp4" +
+                                " downoload failed, The server answered with text/html in the "
+                                "place of a video\n");
+  server.releaseAll();
+  EXPECT_TRUE(waitUntil([&] { return runningDownloads(id).empty(); }));
+  EXPECT_THAT(files(), ElementsAre("clip.mp4"));
+  EXPECT_THAT(runningDownloads(std::nullopt), IsEmpty());
+  await(client.destroy(id));
 }
 
 TEST_F(CacheClientTest, RacingFirstCallsShareOneRegistry) {

@@ -1,14 +1,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <fstream>
 
-#include "Tavrin/Dependency/VideoCacheManager.hpp"
+#include "Tavrin/Cache/VideoCacheManager.hpp"
+#include "Tavrin/Testing/SampleMedia.hpp"
 #include "Tests/Support/CacheFixture.hpp"
 #include "Tests/Support/CapturedStdout.hpp"
-#include "Tests/Support/SampleMedia.hpp"
+#include "Tests/Support/Sanitizers.hpp"
 
 namespace tavrin {
 namespace {
@@ -17,7 +19,7 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using Status = AVPlayerItem::Status;
+using Status = AVPlayerItemStatus;
 
 bool isDataBacked(const std::shared_ptr<AVPlayerItem>& item) {
   const auto caching = std::dynamic_pointer_cast<CachingPlayerItem>(item);
@@ -125,6 +127,31 @@ TEST_F(CacheManagerTest, AFileThatCannotBeReadEndsPreparingAndStreams) {
   manager->prepareFirstTwoVideos(media("b.mp4"), media("c.mp4"));
   manager->onSkipForwardPrepare(media("b.mp4"), media("a.mp4"));
   EXPECT_THAT(prepared(), ElementsAre("c.mp4")) << "what was done before the failed read stays";
+}
+
+// No machine has so much memory.
+TEST_F(CacheManagerTest, PreparingOpensAFileAndReadsNothing) {
+  addFile("a.mp4", "");
+  fs::resize_file(cacheDirectory() / "a.mp4", std::int64_t{1} << 40);
+  manager->prepareFirstTwoVideos(media("a.mp4"), std::nullopt);
+  EXPECT_THAT(prepared(), ElementsAre("a.mp4"));
+  EXPECT_TRUE(isDataBacked(take("a.mp4")));
+}
+
+TEST_F(CacheManagerTest, WithoutADescriptorAVideoIsNotPreparedAndStreams) {
+  if (testing::isAddressSanitized) GTEST_SKIP() << "UBSan needs descriptors of its own";
+  addFile("a.mp4", testing::makeBody(100'000));
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{3, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  manager->prepareFirstTwoVideos(media("a.mp4"), std::nullopt);
+  const auto item = take("a.mp4");
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_THAT(prepared(), IsEmpty());
+  EXPECT_TRUE(isPlain(item));
+  manager->prepareFirstTwoVideos(media("a.mp4"), std::nullopt);
+  EXPECT_THAT(prepared(), ElementsAre("a.mp4"));
 }
 
 TEST_F(CacheManagerTest, StepsKeepTheNeighboursOfThePosition) {

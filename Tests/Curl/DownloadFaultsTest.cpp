@@ -3,18 +3,21 @@
 
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "Platform/Curl/CurlSession.hpp"
-#include "Tests/Net/RecordingDelegate.hpp"
-#include "Tests/Support/Bytes.hpp"
-#include "Tests/Support/RangeServer.hpp"
+#include "Tavrin/Curl/CurlSession.hpp"
+#include "Tavrin/Testing/Bytes.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
+#include "Tests/Curl/RecordingDelegate.hpp"
 
 namespace tavrin::testing {
 namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Optional;
+using ::testing::StartsWith;
 
 URLSessionConfiguration uncached() {
   return {URLSessionConfiguration::RequestCachePolicy::reloadIgnoringLocalAndRemoteCacheData};
@@ -35,6 +38,11 @@ class DownloadFaults : public ::testing::Test {
     EXPECT_LE(heard_->countResponses(), 1u);
   }
 
+  void download(const HTTPScript& script) {
+    server_.serve("/v.mp4", script);
+    download(server_.url("/v.mp4"));
+  }
+
   void download(const std::string& behaviour) {
     server_.serve("/v.mp4", body_, behaviour);
     download(server_.url("/v.mp4"));
@@ -47,7 +55,8 @@ class DownloadFaults : public ::testing::Test {
     EXPECT_EQ(heard_->response().mimeType, "video/mp4");
   }
 
-  void expectNothingButError(const std::string& text) {
+  void expectNothingButError(ErrorCode code, const std::string& text) {
+    EXPECT_EQ(heard_->code(), code);
     EXPECT_THAT(heard_->error(), HasSubstr(text));
     EXPECT_EQ(heard_->countResponses(), 0u);
     EXPECT_THAT(heard_->body(), IsEmpty());
@@ -69,11 +78,12 @@ TEST_F(DownloadFaults, WholeBodyByOnePlainGet) {
   EXPECT_FALSE(requests[0].header("Range"));
   EXPECT_EQ(requests[0].header("Accept-Encoding"), "identity");
   EXPECT_EQ(requests[0].header("Cache-Control"), "no-cache");
+  EXPECT_THAT(requests[0].header("User-Agent"), Optional(StartsWith("Tavrin/")));
 }
 
-// A trailer is no response, and a length that no number holds is no length.
+// A trailer is no response.
 TEST_F(DownloadFaults, BodyOfUnknownLengthIsWhole) {
-  for (const auto* behaviour : {"chunked", "until close", "overflowing length"}) {
+  for (const auto* behaviour : {"chunked", "until close"}) {
     SCOPED_TRACE(behaviour);
     download(behaviour);
     expectWhole(-1);
@@ -81,36 +91,80 @@ TEST_F(DownloadFaults, BodyOfUnknownLengthIsWhole) {
 }
 
 TEST_F(DownloadFaults, WhatIsNoBodyEndsInAnErrorAlone) {
-  const std::pair<const char*, const char*> errors[] = {
-      {"not found", "HTTP status 404"},    {"server error", "HTTP status 500"},
-      {"unasked part", "HTTP status 206"}, {"gzip", "gzip"},
-      {"negative length", "malformed"},    {"redirect to file", "protocol"}};
-  for (const auto& [behaviour, error] : errors) {
+  using enum ErrorCode;
+  struct Row {
+    const char* behaviour;
+    ErrorCode code;
+    const char* text;
+  };
+  for (const auto& [behaviour, code, text] :
+       {Row{"not found", httpStatus, "HTTP status 404"},
+        Row{"server error", httpStatus, "HTTP status 500"},
+        Row{"unasked part", badAnswer, "HTTP status 206"}, Row{"gzip", notAccepted, "gzip"},
+        Row{"negative length", badAnswer, "malformed"},
+        Row{"redirect to file", badAddress, "protocol"},
+        Row{"overflowing length", tooLarge, "limit"}, Row{"hostile length", tooLarge, "limit"}}) {
     SCOPED_TRACE(behaviour);
     download(behaviour);
-    expectNothingButError(error);
+    expectNothingButError(code, text);
   }
   const auto before = server_.requests().size();
   download("redirect loop");
-  expectNothingButError("redirected too often");
+  expectNothingButError(badAnswer, "redirected too often");
   EXPECT_EQ(server_.requests().size() - before, 21u);
+}
+
+TEST_F(DownloadFaults, HeadThatContradictsTheRequestOrItself) {
+  struct Row {
+    const char* lines;
+    ErrorCode code;
+  };
+  for (const auto& [lines, code] :
+       {Row{"Transfer-Encoding: gzip\r\n", ErrorCode::notAccepted},
+        Row{"Transfer-Encoding: gzip, chunked\r\n", ErrorCode::notAccepted},
+        Row{"Content-Encoding: identity\r\nContent-Encoding: br\r\n", ErrorCode::notAccepted},
+        Row{"Content-Length: 3\r\nContent-Length: 2\r\n", ErrorCode::badAnswer},
+        Row{"Content-Length: 1e6\r\n", ErrorCode::badAnswer},
+        Row{"Content-Length: 2, 2\r\n", ErrorCode::badAnswer}}) {
+    download({httpHead("200 OK", lines), HTTPStep::send("ab"), HTTPStep::close()});
+    SCOPED_TRACE(lines);
+    expectNothingButError(code, "");
+  }
+}
+
+TEST_F(DownloadFaults, BodyBeyondTheLimitEndsThere) {
+  const curl::TransferLimits limits{.mostBodyBytes = 100'000};
+  for (const std::string behaviour : {"chunked", "plain"}) {
+    server_.serve("/v.mp4", body_, behaviour);
+    download(server_.url("/v.mp4"), limits);
+    EXPECT_EQ(heard_->code(), ErrorCode::tooLarge) << behaviour;
+    EXPECT_LE(heard_->body().size(), 100'000u) << behaviour;
+  }
+  EXPECT_EQ(heard_->countResponses(), 0u) << "a declared length is refused at once";
+}
+
+// What a server leaves behind an answer is nobody's.
+TEST_F(DownloadFaults, NextDownloadGetsItsOwnBody) {
+  download({httpHead("200 OK", "Content-Length: 5\r\n"), HTTPStep::send("first"),
+            httpHead("200 OK", "Content-Length: 4\r\n"), HTTPStep::send("left")});
+  EXPECT_EQ(heard_->body(), "first");
+  download("plain");
+  expectWhole(length_);
 }
 
 TEST_F(DownloadFaults, BodyThatEndsEarlyIsAnErrorAfterItsBytes) {
   const std::pair<const char*, const char*> errors[] = {{"empty", "without a single byte"},
                                                         {"no content", "without a single byte"},
-                                                        {"hostile length", "ended early"},
                                                         {"short body", "the body ended early"},
                                                         {"reset mid-body", "reset"}};
   for (const auto& [behaviour, error] : errors) {
     download(behaviour);
     EXPECT_THAT(heard_->error(), HasSubstr(error)) << behaviour;
+    EXPECT_EQ(heard_->code(), ErrorCode::cutShort) << behaviour;
   }
   EXPECT_THAT(heard_->error(), HasSubstr("the connection was lost"));
   download("short body");
   EXPECT_TRUE(heard_->body() == body_.substr(0, body_.size() / 2));
-  download("hostile length");
-  EXPECT_EQ(heard_->response().expectedContentLength, std::int64_t{1} << 62);
 }
 
 TEST_F(DownloadFaults, ChunkedBodyWithoutItsLastChunk) {
@@ -126,11 +180,12 @@ TEST_F(DownloadFaults, MimeTypeStandsWithoutItsParameters) {
   EXPECT_EQ(heard_->response().mimeType, "text/html");
 }
 
-TEST_F(DownloadFaults, MissingTypeIsAbsent) {
-  server_.serve("/v.mp4", {httpHead("200 OK", "Content-Length: 1\r\n"), HTTPStep::send("x")});
-  download(server_.url("/v.mp4"));
-  EXPECT_EQ(heard_->response().mimeType, std::nullopt);
-  EXPECT_EQ(heard_->body(), "x");
+TEST_F(DownloadFaults, MissingAndEmptyHeadersAreAbsent) {
+  for (const std::string lines : {"", "Content-Type:\r\nContent-Encoding:\r\n"}) {
+    download({httpHead("200 OK", lines + "Content-Length: 1\r\n"), HTTPStep::send("x")});
+    EXPECT_EQ(heard_->response().mimeType, std::nullopt);
+    EXPECT_EQ(heard_->body(), "x");
+  }
 }
 
 TEST_F(DownloadFaults, RedirectIsFollowedAndOnlyItsTargetIsTheResponse) {
@@ -144,7 +199,7 @@ TEST_F(DownloadFaults, RedirectToNowhereIsNoBody) {
     const auto length = "Content-Length: " + std::to_string(page.size()) + "\r\n";
     server_.serve("/v.mp4", {httpHead("302 Found", length), HTTPStep::send(page)});
     download(server_.url("/v.mp4"));
-    expectNothingButError("HTTP status 302");
+    expectNothingButError(ErrorCode::httpStatus, "HTTP status 302");
   }
 }
 
@@ -163,7 +218,44 @@ TEST_F(DownloadFaults, SilenceEndsATransferBeforeTheAnswerAndInTheBody) {
     download(server_.url("/v.mp4"), {.silence = std::chrono::milliseconds(200)});
     EXPECT_THAT(heard_->error(), HasSubstr("timed out")) << behaviour;
     EXPECT_THAT(heard_->error(), HasSubstr("200 ms")) << behaviour;
+    EXPECT_EQ(heard_->code(), ErrorCode::timedOut) << behaviour;
   }
+}
+
+// Each of its lines comes in time, but their end does not.
+TEST_F(DownloadFaults, HeadThatTricklesIsNoAnswer) {
+  constexpr int lines = 4500;  // curl takes 5000
+  HTTPScript trickle{HTTPStep::send("HTTP/1.1 200 OK\r\n")};
+  for (int i = 0; i < lines; ++i) {
+    trickle.push_back(HTTPStep::pause());
+    trickle.push_back(HTTPStep::send("X: 1\r\n"));
+  }
+  trickle.push_back(HTTPStep::send("\r\n"));
+  server_.serve("/v.mp4", trickle);
+  std::jthread pump([this](const std::stop_token& stop) {
+    for (std::size_t i = 1; !stop.stop_requested() && i <= lines; ++i) {
+      server_.waitForPauses("/v.mp4", i);
+      server_.release("/v.mp4");
+    }
+  });
+  download(server_.url("/v.mp4"), {.silence = std::chrono::milliseconds(10)});
+  expectNothingButError(ErrorCode::timedOut, "no whole head");
+  // The pump waits for one more pause.
+  pump.request_stop();
+  const auto session = URLSession::make(uncached(), heard_);
+  session->dataTask(server_.url("/v.mp4"))->resume();
+  pump.join();
+  session->invalidateAndCancel();
+}
+
+TEST_F(DownloadFaults, HeadWithoutEndIsNoAnswer) {
+  HTTPScript endless{HTTPStep::send("HTTP/1.1 200 OK\r\n")};
+  for (int i = 0; i < 100; ++i) {
+    endless.push_back(HTTPStep::send("X-Pad: " + std::string(4096, 'x') + "\r\n"));
+  }
+  endless.push_back(HTTPStep::pause());
+  download(endless);
+  expectNothingButError(ErrorCode::badAnswer, "too long");
 }
 
 TEST_F(DownloadFaults, StallThatEndsInTimeIsNoError) {
@@ -175,7 +267,7 @@ TEST_F(DownloadFaults, StallThatEndsInTimeIsNoError) {
 TEST_F(DownloadFaults, ServerThatHangsUpOrCannotBeReached) {
   server_.serve("/v.mp4", {HTTPStep::close()});
   download(server_.url("/v.mp4"));
-  expectNothingButError("without an answer");
+  expectNothingButError(ErrorCode::connectionLost, "without an answer");
 
   std::optional<URL> closed;
   {
@@ -183,15 +275,15 @@ TEST_F(DownloadFaults, ServerThatHangsUpOrCannotBeReached) {
     closed = gone.url("/v.mp4");
   }
   download(*closed);
-  expectNothingButError("cannot be reached");
+  expectNothingButError(ErrorCode::cannotConnect, "cannot be reached");
 }
 
 TEST_F(DownloadFaults, OtherSchemesAndNone) {
   download(*URL::parse("file:///etc/hostname"));
-  expectNothingButError("\"file\"");
+  expectNothingButError(ErrorCode::badAddress, "\"file\"");
 
   download(*URL::parse("127.0.0.1:" + std::to_string(server_.port()) + "/v.mp4"));
-  expectNothingButError("scheme");
+  expectNothingButError(ErrorCode::badAddress, "scheme");
   EXPECT_THAT(server_.requests(), IsEmpty());
 }
 

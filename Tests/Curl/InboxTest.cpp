@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-#include "Platform/Curl/Inbox.hpp"
+#include "Tavrin/Curl/Inbox.hpp"
 
 namespace tavrin::curl {
 namespace {

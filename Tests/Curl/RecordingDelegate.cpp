@@ -1,8 +1,8 @@
-#include "Tests/Net/RecordingDelegate.hpp"
+#include "Tests/Curl/RecordingDelegate.hpp"
 
 #include <chrono>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
 
 namespace tavrin::testing {
 
@@ -103,6 +103,11 @@ URLResponse RecordingDelegate::response() const {
 std::string RecordingDelegate::error() const {
   const LockGuard lock(mutex_);
   return ends_.empty() || !ends_.back() ? std::string() : ends_.back()->description;
+}
+
+std::optional<ErrorCode> RecordingDelegate::code() const {
+  const LockGuard lock(mutex_);
+  return ends_.empty() || !ends_.back() ? std::nullopt : std::optional(ends_.back()->code);
 }
 
 std::string RecordingDelegate::misconduct() const {

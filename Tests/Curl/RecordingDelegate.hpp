@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Foundation/URLSession.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
 
 namespace tavrin::testing {
 
@@ -42,6 +42,8 @@ class RecordingDelegate : public URLSessionDataDelegate {
   URLResponse response() const;
   /// The text of the last end's error, empty when it had none.
   std::string error() const;
+  /// Its code; absent when it had none.
+  std::optional<ErrorCode> code() const;
   /// What was wrong with the calls themselves, empty when nothing was.
   std::string misconduct() const;
 

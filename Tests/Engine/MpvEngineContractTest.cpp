@@ -1,4 +1,7 @@
-#include "Tests/Contracts/MediaEngineContract.hpp"
+#include <chrono>
+
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Testing/MediaEngineContract.hpp"
 #include "Tests/Engine/MpvSubject.hpp"
 
 namespace tavrin::testing {
@@ -11,11 +14,16 @@ class MpvSubject final : public EngineUnderTest {
     return makeMpvEngine(std::move(listener), log_.options());
   }
 
-  void load(MediaEngine& engine, MediaEngine::LoadId load, Kind kind) override {
+  std::shared_ptr<AVURLAsset> makeAsset(Kind kind) override {
     auto& resource = resources_.emplace_back(ScriptedResource::make(
         kind == Kind::broken ? Data("no video, but some text\n") : clip("red.mp4")));
     if (kind == Kind::silent) resource->setAvailable(0);
-    engine.load(load, resource->asset());
+    return resource->asset();
+  }
+
+  void waitUntilReadAhead() override {
+    EXPECT_TRUE(DispatchQueue::main().runUntil([this] { return resources_.back()->readers() > 0; },
+                                               std::chrono::seconds(20)));
   }
 
   void playToEnd(MediaEngine&) override {}

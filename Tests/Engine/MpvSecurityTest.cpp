@@ -7,12 +7,13 @@
 #include <chrono>
 #include <fstream>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Mpv/Internal/MpvHandle.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
+#include "Tavrin/Testing/RecordingListener.hpp"
+#include "Tavrin/Testing/ScriptedResource.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/Engine/MpvSubject.hpp"
-#include "Tests/Support/RangeServer.hpp"
-#include "Tests/Support/RecordingListener.hpp"
-#include "Tests/Support/ScriptedResource.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
 
 namespace tavrin::testing {
 
@@ -155,6 +156,24 @@ TEST_F(MpvRefusalTest, FailsForWhatHasNoMovingPicture) {
   }
 }
 
+TEST_F(MpvRefusalTest, LeavesTheNetworkToOurSession) {
+  server.serve("/clip.mp4", std::string(clip("red.mp4").text()));
+  Bell bell;
+  std::string why;
+  const auto handle = MpvHandle::make(log.options(), bell, why);
+  ASSERT_TRUE(handle) << why;
+  handle->command({"loadfile", server.url("/clip.mp4").absoluteString().c_str()});
+  bool hasEnded = false;
+  const auto deadline = std::chrono::steady_clock::now() + 30s;
+  do {
+    while (const auto event = handle->nextEvent()) {
+      hasEnded = hasEnded || event->kind == MpvEvent::Kind::fileEnded;
+    }
+  } while (!hasEnded && bell.waitUntil(deadline));
+  EXPECT_TRUE(hasEnded);
+  EXPECT_EQ(server.requests().size(), 0u);
+}
+
 TEST_F(MpvRefusalTest, OpensPlainAddressesOfTheNetworkAlone) {
   const Bait bait;
   server.serve("/clip.mp4", std::string(clip("red.mp4").text()));
@@ -165,6 +184,7 @@ TEST_F(MpvRefusalTest, OpensPlainAddressesOfTheNetworkAlone) {
   MediaEngine::LoadId load = 1;
   server.serve("/file", std::string(), "redirect to file");
   server.serve("/missing", std::string(), "not found");
+  server.serve("/nothing", std::string(), "no content");  // told at once
   const std::string addresses[] = {URL::file(bait.path()).absoluteString(),
                                    bait.path(),
                                    "edl://" + bait.path(),
@@ -173,7 +193,8 @@ TEST_F(MpvRefusalTest, OpensPlainAddressesOfTheNetworkAlone) {
                                    "cachingPlayerItemScheme://cachedVideo/clip.mp4",
                                    "tavrin-reader://1",
                                    server.url("/file").absoluteString(),
-                                   server.url("/missing").absoluteString()};
+                                   server.url("/missing").absoluteString(),
+                                   server.url("/nothing").absoluteString()};
   for (const auto& address : addresses) {
     engine->load(++load, AVURLAsset::make(*URL::parse(address)));
     EXPECT_TRUE(fails(load)) << address;

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Mpv/MpvEngine.hpp"
-#include "Tests/Support/ScriptedResource.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Mpv/MpvEngine.hpp"
+#include "Tavrin/Testing/ScriptedResource.hpp"
 
 namespace tavrin::testing {
 

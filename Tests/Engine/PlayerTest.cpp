@@ -4,14 +4,15 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <system_error>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Foundation/NotificationCenter.hpp"
-#include "Platform/Media/AVPlayer.hpp"
-#include "Tavrin/CachingPlayerItem.hpp"
-#include "Tavrin/Extensions/Extension+AVPlayer.hpp"
+#include "Tavrin/Feature/PlayerLooping.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
+#include "Tavrin/Media/AVPlayer.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
 #include "Tests/Engine/MpvSubject.hpp"
-#include "Tests/Support/RangeServer.hpp"
 
 namespace tavrin::testing {
 
@@ -19,7 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using ::testing::IsEmpty;
-using Status = AVPlayerItem::Status;
+using Status = AVPlayerItemStatus;
 
 /// Counts an item's notifications.
 struct Notifications {
@@ -52,6 +53,19 @@ void seekAndWait(AVPlayer& player, double seconds) {
     EXPECT_TRUE(finished);
     hasEnded = true;
   });
+  EXPECT_TRUE(eventually([&] { return hasEnded; }));
+}
+
+TEST(Player, WithoutAThreadForItsEngineItsItemsFailAndSayWhy) {
+  MediaEngine::setFactory([](auto) -> std::unique_ptr<MediaEngine> {
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+  });
+  const auto item = AVPlayerItem::make(*URL::parse("http://127.0.0.1:1/a.mp4"));
+  const auto player = AVPlayer::make(item);
+  EXPECT_FALSE(becomesReady(item));
+  EXPECT_EQ(item->error().value().code, ErrorCode::noMemory);
+  bool hasEnded = false;
+  player->seek(CMTime::zero, [&](bool) { hasEnded = true; });
   EXPECT_TRUE(eventually([&] { return hasEnded; }));
 }
 

@@ -1,6 +1,6 @@
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Tests/Contracts/MediaEngineContract.hpp"
-#include "Tests/Support/ScriptedEngine.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Testing/MediaEngineContract.hpp"
+#include "Tavrin/Testing/ScriptedEngine.hpp"
 
 namespace tavrin::testing {
 
@@ -14,9 +14,14 @@ class ScriptedSubject final : public EngineUnderTest {
     return engine;
   }
 
-  void load(MediaEngine& engine, MediaEngine::LoadId load, Kind kind) override {
+  std::shared_ptr<AVURLAsset> makeAsset(Kind) override {
+    return AVURLAsset::make(*URL::parse("http://host/clip.mp4"));
+  }
+
+  void load(MediaEngine& engine, MediaEngine::LoadId load, Kind kind,
+            std::shared_ptr<AVURLAsset> asset) override {
     script_->setBecomesReady(kind == Kind::clip);
-    engine.load(load, AVURLAsset::make(*URL::parse("http://host/clip.mp4")));
+    engine.load(load, std::move(asset));
     if (kind != Kind::broken) return;
     DispatchQueue::main().async([script = script_, load] {
       if (script->load() == load) script->fail("it is no video");

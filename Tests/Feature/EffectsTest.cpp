@@ -1,14 +1,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Architecture/Store.hpp"
-#include "Platform/Media/AVAudioSession.hpp"
-#include "Tavrin/VideoFeature.hpp"
-#include "Tests/Support/ManualExecutor.hpp"
-#include "Tests/Support/RecordingCache.hpp"
+#include "Tavrin/Architecture/Store.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
+#include "Tavrin/Media/AVAudioSession.hpp"
+#include "Tavrin/Testing/ManualExecutor.hpp"
+#include "Tavrin/Testing/RecordingCache.hpp"
+#include "Tavrin/Testing/SampleMedia.hpp"
+#include "Tavrin/Testing/ScriptedEngine.hpp"
 #include "Tests/Support/RecordingFeature.hpp"
-#include "Tests/Support/SampleMedia.hpp"
-#include "Tests/Support/ScriptedEngine.hpp"
 
 namespace tavrin {
 namespace {
@@ -158,17 +158,49 @@ TEST_F(EffectsTest, WithoutAnItemThePlayerIsEmptiedAndSaysSo) {
   EXPECT_EQ(actions.back(), "playVideo");
 }
 
-TEST_F(EffectsTest, TwoFirstStepsAtOnceEachMakeAPlayerAndTheReplacedOneHearsNothingMore) {
-  const auto a = video("a", true);
-  const auto b = video("b", true);
+TEST_F(EffectsTest, AStepIsDoneWithAllThatItLeadsToBeforeTheNextBegins) {
+  const auto a = video("a");
+  const auto b = video("b");
   start({a, b});
   post(Business::setMedia(SetMediaValues(a.id, false, false)));
   post(Business::setMedia(SetMediaValues(b.id, false, false)));
+  settle();
+  EXPECT_THAT(actions,
+              ElementsAre("setMedia", "setMedia", "setPlayer", "setCurrentMedia", "setPlayerIfNil",
+                          "setPlayerIsSet", "playVideo", "setPlayer", "setCurrentMedia",
+                          "setPlayerStatus", "setPlayerIsSet", "playVideo"));
+  EXPECT_THAT(cache.calls, ElementsAre("forward - - b.mp4", "return - a.mp4 video/mp4",
+                                       "forward - - b.mp4", "return - b.mp4 video/mp4"));
+  EXPECT_EQ(ScriptedEngine::all().size(), 1U);
+}
+
+TEST_F(EffectsTest, TwoFirstItemsAtOnceEachMakeAPlayerAndTheReplacedOneHearsNothingMore) {
+  start({video("a"), video("b")});
+  for (const auto& media : state().media()) {
+    post(Business::setPlayer(SetPlayerValues(*media.url, media.mimeType.rawValue, true)));
+  }
   settle();
   const auto engines = ScriptedEngine::all();
   ASSERT_EQ(engines.size(), 2U);
   EXPECT_TRUE(engines[0]->isReleased());
   EXPECT_FALSE(engines[1]->isReleased());
+}
+
+TEST_F(EffectsTest, ThePlayerOutlivesTheCallOfItsSeek) {
+  const auto a = video("a");
+  const auto b = video("b");
+  start({a, b});
+  setMedia(a);
+  const auto engine = ScriptedEngine::last();
+  bool wasReleasedInside = true;
+  engine->setInsideSeek([&] {
+    send(Business::playerDeinit());
+    EXPECT_EQ(actions.back(), "playVideo") << "the effect is not at its end";
+    wasReleasedInside = engine->isReleased();
+  });
+  setMedia(b);
+  EXPECT_FALSE(wasReleasedInside);
+  EXPECT_TRUE(engine->isReleased());
 }
 
 TEST_F(EffectsTest, DeinitDestroysTheManagerAndAStepUnderWayNoLongerPlays) {

@@ -1,11 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/NotificationCenter.hpp"
-#include "Tavrin/Extensions/Extension+AVPlayer.hpp"
-#include "Tavrin/VideoFeature.hpp"
-#include "Tests/Support/SampleMedia.hpp"
-#include "Tests/Support/ScriptedEngine.hpp"
+#include "Tavrin/Feature/PlayerLooping.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Testing/SampleMedia.hpp"
+#include "Tavrin/Testing/ScriptedEngine.hpp"
 
 namespace tavrin {
 namespace {
@@ -66,6 +67,27 @@ TEST_F(LoopingTest, ARegistrationBelongsToTheItemThatWasCurrent) {
   engine->takeOperations();
   engine->playToEnd();
   EXPECT_THAT(engine->operations(), ElementsAre("setPlaying false", "seek 0", "setPlaying true"));
+}
+
+// The engine's report waits in the main queue while the host pauses.
+TEST_F(LoopingTest, AnEndReachedBeforeAPauseIsToldWhenThePlayerPlaysOn) {
+  loopVideo(player);
+  player->play();
+  player->pause();
+  engine->takeOperations();
+  engine->playToEnd();
+  EXPECT_THAT(engine->takeOperations(), IsEmpty());
+  player->play();
+  DispatchQueue::main().poll();
+  EXPECT_THAT(engine->takeOperations(),
+              ElementsAre("setPlaying true", "setPlaying false", "seek 0", "setPlaying true"));
+  player->pause();
+  engine->playToEnd();
+  player->seek(CMTime::zero);
+  player->play();
+  engine->takeOperations();
+  DispatchQueue::main().poll();
+  EXPECT_THAT(engine->operations(), IsEmpty()) << "the player had been moved";
 }
 
 // The allocator likes to give a new item the address of the one just released.

@@ -2,9 +2,8 @@
 
 #include <limits>
 
-#include "Tavrin/Extensions/Extension+Array.hpp"
-#include "Tavrin/VideoFeature.hpp"
-#include "Tests/Support/SampleMedia.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
+#include "Tavrin/Testing/SampleMedia.hpp"
 
 namespace tavrin {
 namespace {

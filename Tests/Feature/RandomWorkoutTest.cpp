@@ -3,12 +3,12 @@
 #include <cstdlib>
 #include <random>
 
-#include "Architecture/Store.hpp"
-#include "Tests/Support/ManualExecutor.hpp"
-#include "Tests/Support/RecordingCache.hpp"
+#include "Tavrin/Architecture/Store.hpp"
+#include "Tavrin/Testing/ManualExecutor.hpp"
+#include "Tavrin/Testing/RecordingCache.hpp"
+#include "Tavrin/Testing/SampleMedia.hpp"
+#include "Tavrin/Testing/ScriptedEngine.hpp"
 #include "Tests/Support/RecordingFeature.hpp"
-#include "Tests/Support/SampleMedia.hpp"
-#include "Tests/Support/ScriptedEngine.hpp"
 
 namespace tavrin {
 namespace {
@@ -47,6 +47,26 @@ class RandomWorkout {
       }
       checkInvariants();
     }
+  }
+
+  // Several steps at once. The last one asked for is the one that is shown and played.
+  void burst() {
+    if (store_.state().media().count() == 0) return;
+    UUID last = UUID::random();
+    for (auto steps = 2 + below(4); steps > 0; --steps) {
+      const auto at = below(static_cast<std::uint64_t>(store_.state().media().count()));
+      last = store_.state().media()[static_cast<std::int64_t>(at)].id;
+      send(Business::setMedia(SetMediaValues(last, false, true)));
+      for (auto turns = below(20); turns > 0; --turns) {
+        if (!executor_.runOne()) DispatchQueue::main().poll();
+      }
+    }
+    settle();
+    const auto& current = store_.state().currentMedia();
+    ASSERT_TRUE(current && current->id == last);
+    if (!current->mimeType.isVideo()) return;
+    ASSERT_TRUE(store_.state().player() && store_.state().player()->isPlaying());
+    EXPECT_EQ(store_.state().player()->currentItem()->asset()->url(), *current->url);
   }
 
   // With nothing under way, what is shown and what plays belong together.
@@ -161,6 +181,7 @@ TEST(RandomWorkout, KeepsTheInvariantsOfTheStateUnderEveryInterleaving) {
     RandomWorkout workout(seed);
     for (int i = 0; i < 500; ++i) workout.act();
     workout.rest();
+    for (int i = 0; i < 10; ++i) workout.burst();
     ASSERT_FALSE(::testing::Test::HasFailure()) << "replay with TAVRIN_SEED=" << seed;
   }
 }

@@ -1,11 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Tavrin/VideoFeature.hpp"
-#include "Tavrin/VideoFeatureEffects.hpp"
-#include "Tests/Support/SampleMedia.hpp"
-#include "Tests/Support/ScriptedEngine.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
+#include "Tavrin/Feature/VideoFeatureEffects.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Testing/SampleMedia.hpp"
+#include "Tavrin/Testing/ScriptedEngine.hpp"
 
 namespace tavrin {
 namespace {
@@ -27,12 +27,13 @@ class ReducerTest : public ::testing::Test {
   Effect<VideoFeatureAction> reduce(Business action) {
     return feature.reduce(state, VideoFeatureAction::business(std::move(action)));
   }
+  void apply(Business action) { static_cast<void>(reduce(std::move(action))); }
   Effect<VideoFeatureAction> setMedia(const Media& media, bool back = false, bool loops = false) {
     return reduce(Business::setMedia(SetMediaValues(media.id, back, loops)));
   }
   // A player with an item, whose operations so far are forgotten.
   void givePlayer() {
-    reduce(Business::setPlayerIfNil(AVPlayerItem::make(*a.url), std::nullopt));
+    apply(Business::setPlayerIfNil(AVPlayerItem::make(*a.url), std::nullopt));
     engine = ScriptedEngine::last();
     engine->takeOperations();
   }
@@ -100,42 +101,42 @@ TEST_F(ReducerTest, NextAndPrevMediaPauseAndClearEvenWhereTheyEnd) {
 }
 
 TEST_F(ReducerTest, TheMuteFlagsAreInvertedEachFromItsOwnValue) {
-  reduce(Business::muteVideo());
+  apply(Business::muteVideo());
   EXPECT_FALSE(state.isMuted()) << "nothing to mute without a player";
   givePlayer();
   state.player()->setMuted(true);
-  reduce(Business::muteVideo());
+  apply(Business::muteVideo());
   EXPECT_TRUE(state.isMuted());
   EXPECT_FALSE(state.player()->isMuted());
 }
 
 TEST_F(ReducerTest, OnlyACurrentVideoIsPlayed) {
   givePlayer();
-  reduce(Business::playVideo());
+  apply(Business::playVideo());
   state.currentMedia = b;
-  reduce(Business::playVideo());
+  apply(Business::playVideo());
   EXPECT_THAT(engine->operations(), IsEmpty());
   state.currentMedia = a;
-  reduce(Business::playVideo());
+  apply(Business::playVideo());
   EXPECT_THAT(engine->operations(), ElementsAre("setPlaying true"));
 }
 
 TEST_F(ReducerTest, SetPlayerIfNilReplacesThePlayerAndTakesItsItemsStatus) {
   const auto item = AVPlayerItem::make(*a.url);
-  item->setStatus(AVPlayerItem::Status::failed, Error{"broken"});
-  reduce(Business::setPlayerIfNil(item, true));
+  item->setStatus(AVPlayerItemStatus::failed, Error{"broken"});
+  apply(Business::setPlayerIfNil(item, true));
   const auto first = state.player();
   EXPECT_EQ(first->currentItem(), item);
   EXPECT_EQ(first->actionAtItemEnd(), AVPlayer::ActionAtItemEnd::pause);
   EXPECT_FALSE(first->automaticallyWaitsToMinimizeStalling());
-  EXPECT_EQ(state.playerStatus(), AVPlayerItem::Status::failed);
-  reduce(Business::setPlayerIfNil(nullptr, false));
+  EXPECT_EQ(state.playerStatus(), AVPlayerItemStatus::failed);
+  apply(Business::setPlayerIfNil(nullptr, false));
   EXPECT_NE(state.player(), first);
   EXPECT_EQ(state.player()->actionAtItemEnd(), AVPlayer::ActionAtItemEnd::advance);
   EXPECT_EQ(state.playerStatus(), std::nullopt);
-  reduce(Business::setPlayerStatus(item));
-  item->setStatus(AVPlayerItem::Status::readyToPlay);
-  EXPECT_EQ(state.playerStatus(), AVPlayerItem::Status::failed) << "as it was then";
+  apply(Business::setPlayerStatus(item));
+  item->setStatus(AVPlayerItemStatus::readyToPlay);
+  EXPECT_EQ(state.playerStatus(), AVPlayerItemStatus::failed) << "as it was then";
 }
 
 TEST_F(ReducerTest, DeinitReleasesThePlayerAndNothingElse) {
@@ -143,7 +144,7 @@ TEST_F(ReducerTest, DeinitReleasesThePlayerAndNothingElse) {
   givePlayer();
   state.currentMedia = a;
   state.playerIsSet = true;
-  reduce(Business::playerDeinit());
+  apply(Business::playerDeinit());
   EXPECT_EQ(state.player(), nullptr);
   EXPECT_THAT(engine->operations(), ElementsAre("setPlaying false", "release"));
   EXPECT_EQ(state.currentMedia(), a);

@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
 
 namespace tavrin {
 namespace {

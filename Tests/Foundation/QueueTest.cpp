@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Foundation/Executor.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
 
 namespace tavrin {
 namespace {
@@ -76,6 +81,46 @@ TEST(DispatchQueue, PollRunsWhatIsQueuedAndMayBeCalledFromAJob) {
   queue.async([&] { ran.push_back(2); });
   EXPECT_TRUE(queue.poll());
   EXPECT_EQ(ran, (std::vector{1, 2, 3, 4}));
+}
+
+// As an event loop does: it waits for the descriptor, then polls once.
+TEST(DispatchQueue, AHostThatPollsOncePerWakeUpRunsEveryJob) {
+  const int wakeUps = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+  const int loop = epoll_create1(EPOLL_CLOEXEC);
+  epoll_event wanted{EPOLLIN, {}};
+  ASSERT_EQ(epoll_ctl(loop, EPOLL_CTL_ADD, wakeUps, &wanted), 0);
+  DispatchQueue queue;
+  queue.setWakeUp([&] { eventfd_write(wakeUps, 1); });
+  int ran = 0;
+  queue.async([&] { queue.async([&] { queue.async([&] { ++ran; }); }); });
+  queue.async([&] {
+    queue.async([&] { ++ran; });
+    throw std::runtime_error("a job of the host's");
+  });
+  for (epoll_event event{}; ran < 2 && epoll_wait(loop, &event, 1, 1000) == 1;) {
+    eventfd_t count = 0;
+    eventfd_read(wakeUps, &count);
+    try {
+      queue.poll();
+    } catch (const std::runtime_error&) {
+    }
+  }
+  EXPECT_EQ(ran, 2);
+  close(loop);
+  close(wakeUps);
+}
+
+TEST(DispatchQueue, RunUntilKeepsItsTimeWhileJobsKeepComing) {
+  DispatchQueue queue;
+  bool isOver = false;
+  std::function<void()> again = [&] {
+    if (!isOver) queue.async(again);
+  };
+  again();
+  const auto start = std::chrono::steady_clock::now();
+  const auto done = [&] { return std::chrono::steady_clock::now() - start > seconds(5); };
+  EXPECT_FALSE(queue.runUntil(done, std::chrono::milliseconds(20)));
+  isOver = true;
 }
 
 TEST(DispatchQueue, RunEndsAtStopAndKeepsWhatIsLeft) {

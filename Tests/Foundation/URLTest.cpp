@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Platform/Foundation/URL.hpp"
+#include "Tavrin/Foundation/URL.hpp"
 
 namespace tavrin {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <future>
 
-#include "Platform/Media/ByteWindows.hpp"
+#include "Tavrin/Media/Internal/ByteWindows.hpp"
 #include "Tests/Item/ItemSupport.hpp"
 
 namespace tavrin::testing {

@@ -1,9 +1,13 @@
-// What plays a video reads it by byte ranges, from a download or from memory.
+// What plays a video reads it by byte ranges: from a download, from memory, from a file or as a
+// stream.
+#include <filesystem>
 #include <random>
 
-#include "Platform/Media/ByteWindows.hpp"
+#include "Tavrin/Foundation/FileManager.hpp"
+#include "Tavrin/Media/Internal/ByteWindows.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/Item/ItemSupport.hpp"
-#include "Tests/Support/RangeServer.hpp"
 
 namespace tavrin::testing {
 namespace {
@@ -18,29 +22,47 @@ std::int64_t readOne(AssetByteReader& reader) {
 }
 
 constexpr const char* inMemory = "in memory";
+constexpr const char* inAFile = "in a file";
+constexpr std::string_view streamed = "streamed, ";
 
-// Readers are used beside the main queue. The parameter is how the server behaves, or `inMemory`.
+// Readers are used beside the main queue. The parameter is how the server behaves, or where the
+// bytes are without one. Behind `streamed` the server's video is streamed past the cache.
 class ByteRangeTest : public ::testing::TestWithParam<const char*> {
  protected:
   ByteRangeTest() {
-    const bool isDownload = GetParam() != inMemory;
-    if (isDownload) server.serve("/clip.mp4", body, GetParam());
-    item = isDownload ? CachingPlayerItem::make(server.url("/clip.mp4"))
-                      : CachingPlayerItem::make(Data(body), "video/mp4", "clip.mp4");
+    if (isServed()) server.serve("/clip.mp4", body, behaviour());
+    if (isStreamed()) {
+      item = AVPlayerItem::make(server.url("/clip.mp4"));
+    } else if (isServed()) {
+      item = CachingPlayerItem::make(server.url("/clip.mp4"));
+    } else {
+      const auto bytes = GetParam() == inMemory ? Data(body) : writeAndOpen();
+      item = CachingPlayerItem::make(bytes, "video/mp4", "clip.mp4");
+    }
   }
-  ~ByteRangeTest() override { EXPECT_LE(server.requests().size(), 1u); }
+  ~ByteRangeTest() override { EXPECT_TRUE(isStreamed() || server.requests().size() <= 1u); }
 
   // A new reader at offset 0. Its first request starts the download.
   std::shared_ptr<AssetByteReader> makeReader() const {
     return AssetByteReader::make(item->asset());
   }
-  static bool declaresLength() {
-    return GetParam() == inMemory || GetParam() == std::string_view("plain");
+  static bool isServed() { return GetParam() != inMemory && GetParam() != inAFile; }
+  static bool isStreamed() { return std::string_view(GetParam()).starts_with(streamed); }
+  static std::string_view behaviour() {
+    return std::string_view(GetParam()).substr(isStreamed() ? streamed.size() : 0);
+  }
+  static bool declaresLength() { return !isServed() || behaviour() == "plain"; }
+
+  std::filesystem::path path() const { return folder.path() / "clip.mp4"; }
+  Data writeAndOpen() const {
+    EXPECT_EQ(FileManager::write(Data(body), folder.path(), "clip.mp4"), std::nullopt);
+    return FileManager::open(path()).value();
   }
 
   const std::string body = makeBody(length);
+  const TemporaryDirectory folder;
   RangeServer server;
-  std::shared_ptr<CachingPlayerItem> item;
+  std::shared_ptr<AVPlayerItem> item;
 };
 
 TEST_P(ByteRangeTest, ReadsFromTheStartToTheEndAndStaysThere) {
@@ -126,7 +148,38 @@ TEST_P(ByteRangeTest, FailsAfterACancel) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, ByteRangeTest,
-                         ::testing::Values(inMemory, "plain", "chunked", "until close"), testName);
+                         ::testing::Values(inMemory, inAFile, "plain", "chunked", "until close",
+                                           "streamed, plain", "streamed, chunked",
+                                           "streamed, until close"),
+                         testName);
+
+class FileRangeTest : public ByteRangeTest {};
+
+TEST_P(FileRangeTest, PlaysOnWhenTheFileIsReplacedOrDeleted) {
+  const auto reader = makeReader();
+  ASSERT_EQ(FileManager::write(Data("other"), folder.path(), "clip.mp4"), std::nullopt);
+  runBesideMainQueue([&] { EXPECT_TRUE(readToEnd(*reader) == body); });
+  std::filesystem::remove(path());
+  const auto later = makeReader();
+  runBesideMainQueue([&] { EXPECT_TRUE(readToEnd(*later) == body); });
+}
+
+TEST_P(FileRangeTest, FailsWhereTheFileHasBecomeShorterAndSaysSo) {
+  const auto reader = makeReader();
+  runBesideMainQueue([&] {
+    EXPECT_EQ(readOne(*reader), 1);
+    std::filesystem::resize_file(path(), length / 2);
+    ASSERT_TRUE(reader->seek(length / 2 - 10));
+    EXPECT_EQ(readBytes(*reader, 10), body.substr(length / 2 - 10, 10));
+    EXPECT_EQ(readOne(*reader), -1);
+    EXPECT_EQ(readOne(*reader), -1);
+    EXPECT_EQ(reader->failure()->code, ErrorCode::cutShort);
+    ASSERT_TRUE(reader->seek(0)) << "what is there can be read on";
+    EXPECT_EQ(readBytes(*reader, 10), body.substr(0, 10));
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(, FileRangeTest, ::testing::Values(inAFile), testName);
 
 }  // namespace
 }  // namespace tavrin::testing

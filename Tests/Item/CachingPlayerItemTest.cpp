@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
 #include "Tests/Item/ItemSupport.hpp"
 
 namespace tavrin::testing {
@@ -61,13 +61,13 @@ TEST(CachingPlayerItem, MatchesItsVideoByAnyNameThatAFileMayHave) {
 TEST(CachingPlayerItem, TellsItsDelegateOfEveryChangeOfStatusAndOfItsOwnStalls) {
   const auto item = makeItemInMemory("clip.mp4");
   const auto other = makeItemInMemory("clip.mp4");
-  item->setStatus(AVPlayerItem::Status::readyToPlay);  // lost: there is no delegate yet
+  item->setStatus(AVPlayerItemStatus::readyToPlay);  // lost: there is no delegate yet
   const auto delegate = std::make_shared<RecordingItemDelegate>();
   item->setDelegate(delegate);
   EXPECT_THAT(delegate->events(), IsEmpty());
   NotificationCenter::defaultCenter().post(AVPlayerItemPlaybackStalled, item);
   NotificationCenter::defaultCenter().post(AVPlayerItemPlaybackStalled, other);
-  item->setStatus(AVPlayerItem::Status::failed);
+  item->setStatus(AVPlayerItemStatus::failed);
   EXPECT_THAT(delegate->events(), ElementsAre("stalled", "ready"));
 }
 

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <iterator>
 
+#include "Tavrin/Testing/RangeServer.hpp"
 #include "Tests/Item/ItemSupport.hpp"
-#include "Tests/Support/RangeServer.hpp"
 
 namespace tavrin::testing {
 namespace {

@@ -15,12 +15,12 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Platform/Foundation/URLSession.hpp"
-#include "Platform/Media/AssetByteReader.hpp"
-#include "Tavrin/CachingPlayerItem.hpp"
-#include "Tavrin/CachingPlayerItemResourceLoader.hpp"
-#include "Tests/Support/Bytes.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
+#include "Tavrin/Item/Internal/CachingPlayerItemResourceLoader.hpp"
+#include "Tavrin/Media/AssetByteReader.hpp"
+#include "Tavrin/Testing/Bytes.hpp"
 
 namespace tavrin::testing {
 
@@ -55,7 +55,7 @@ std::string readBytes(AssetByteReader& reader, std::size_t count);
 /// A session that a test speaks for: it transfers nothing, and counts its invalidations.
 class FakeSession final : public URLSession {
  public:
-  std::shared_ptr<URLSessionDataTask> dataTask(const URL&) override { return nullptr; }
+  std::shared_ptr<URLSessionDataTask> dataTask(const URLRequest&) override { return nullptr; }
   void invalidateAndCancel() override { ++invalidations; }
 
   std::atomic<int> invalidations = 0;

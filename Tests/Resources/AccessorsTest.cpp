@@ -4,9 +4,9 @@
 #include <thread>
 #include <vector>
 
-#include "Derived/Sources/GeneratedAssetSymbols.hpp"
-#include "Derived/Sources/TavrinAsset.hpp"
-#include "Derived/Sources/TavrinBundle.hpp"
+#include "Tavrin/Resources/GeneratedAssetSymbols.hpp"
+#include "Tavrin/Resources/TavrinAsset.hpp"
+#include "Tavrin/Resources/TavrinBundle.hpp"
 
 namespace tavrin {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/Support/Command.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
 
 // Runs a program that uses the resources, at every place where they must be found. A build whose
 // module is a shared library has no such program.

@@ -4,8 +4,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/Support/Command.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
 
 namespace tavrin {
 namespace {
@@ -21,10 +21,9 @@ class GeneratorTest : public ::testing::Test {
  protected:
   void SetUp() override {
     const fs::path source = TAVRIN_SOURCE_DIR;
-    for (const auto* folder : {"Tavrin/Resources", "Derived/Sources"}) {
-      fs::create_directories(root / folder);
-      fs::copy(source / folder, root / folder, fs::copy_options::recursive);
-    }
+    const fs::path catalogue = "Tavrin/Resources";
+    fs::create_directories(root / catalogue);
+    fs::copy(source / catalogue, root / catalogue, fs::copy_options::recursive);
   }
   CommandResult generate(const std::string& option = "") const {
     return runCommand(TAVRIN_SOURCE_DIR "/scripts/generate-resources --root " + root.string() +
@@ -60,10 +59,10 @@ TEST_F(GeneratorTest, NoticesWhatIsStale) {
   fs::copy(TAVRIN_SOURCE_DIR "/Tavrin/Resources/Renderings/ic_next-48.png",
            root / "Tavrin/Resources/Renderings");
 
-  const auto code = read("Derived/Sources/TavrinAsset.cpp");
-  write("Derived/Sources/TavrinAsset.cpp", code + "// by hand\n");
-  expectStale("Derived/Sources/TavrinAsset.cpp");
-  write("Derived/Sources/TavrinAsset.cpp", code);
+  const auto code = read("Tavrin/Resources/TavrinAsset.cpp");
+  write("Tavrin/Resources/TavrinAsset.cpp", code + "// by hand\n");
+  expectStale("Tavrin/Resources/TavrinAsset.cpp");
+  write("Tavrin/Resources/TavrinAsset.cpp", code);
 
   write("Tavrin/Resources/Colors/AccentColor.json",
         R"({"red": 1, "green": 0, "blue": 0, "alpha": 1})");
@@ -81,10 +80,26 @@ TEST_F(GeneratorTest, AddingAnIconIsAllItTakes) {
   const auto result = generate();
   EXPECT_EQ(result.status, 0) << result.output;
   EXPECT_EQ(generate("--check").status, 0);
-  EXPECT_THAT(read("Derived/Sources/TavrinAsset.hpp"), HasSubstr("const TavrinImages& icStep2();"));
-  EXPECT_THAT(read("Derived/Sources/GeneratedAssetSymbols.cpp"), HasSubstr("\"ic_step_2\""));
+  EXPECT_THAT(read("Tavrin/Resources/TavrinAsset.hpp"),
+              HasSubstr("const TavrinImages& icStep2();"));
+  EXPECT_THAT(read("Tavrin/Resources/GeneratedAssetSymbols.cpp"), HasSubstr("\"ic_step_2\""));
   EXPECT_TRUE(fs::exists(root / "Tavrin/Resources/Renderings/ic_step_2-96.png"));
   EXPECT_FALSE(fs::exists(root / "Tavrin/Resources/Renderings/ic_back-24.png"));
+}
+
+TEST_F(GeneratorTest, SaysWhatItDrawsWith) {
+  write("Tavrin/Resources/Images/one.svg", R"(<svg viewBox="0 0 24 24"/>)");
+  fs::create_directory(root / "bin");
+  for (const std::string program : {"env", "python3"}) {
+    const auto found = fs::exists("/usr/bin/" + program) ? "/usr/bin/" : "/usr/local/bin/";
+    fs::create_symlink(found + program, root / "bin" / program);
+  }
+  const auto result =
+      runCommand("PATH=" + (root / "bin").string() +
+                 " " TAVRIN_SOURCE_DIR "/scripts/generate-resources --root " + root.string());
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, HasSubstr("needs rsvg-convert"));
+  EXPECT_THAT(result.output, Not(HasSubstr("Traceback")));
 }
 
 TEST_F(GeneratorTest, RefusesABrokenCatalogueAndChangesNothing) {
@@ -103,6 +118,10 @@ TEST_F(GeneratorTest, RefusesABrokenCatalogueAndChangesNothing) {
   expectRefusal(images + "a.svg", "<svg", "a.svg");
   expectRefusal(images + "a.svg", R"(<svg viewBox="0 0 9 9"/>)", "viewBox");
   expectRefusal(images + "icBack.svg", R"(<svg viewBox="0 0 24 24"/>)", "same accessor");
+  for (const std::string name : {"new", "bundle", "resource_bundle", "Signals"}) {
+    expectRefusal(images + name + ".svg", R"(<svg viewBox="0 0 24 24"/>)", "cannot be the name");
+  }
+  expectRefusal(colors + "Default.json", "{}", "cannot be the name");
   expectRefusal(colors + "A.json", "[]", "needs red, green, blue and alpha");
   expectRefusal(colors + "A.json", R"({"red": 2, "green": 0, "blue": 0, "alpha": 1})",
                 "from 0 to 1");

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "Platform/Foundation/FileManager.hpp"
+#include "Tavrin/Foundation/FileManager.hpp"
 
 namespace tavrin::testing {
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Tests/Support/Bytes.hpp"
-#include "Tests/Support/RangeServer.hpp"
-#include "Tests/Support/TemporaryDirectory.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Testing/Bytes.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 
 namespace tavrin::testing {
 

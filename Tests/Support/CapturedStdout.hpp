@@ -8,7 +8,7 @@
 #include <iterator>
 #include <string>
 
-#include "Tests/Support/TemporaryDirectory.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 
 namespace tavrin::testing {
 

@@ -80,18 +80,30 @@ GifWriter::GifWriter(int width, int height) : width_(width), height_(height) {
   }
 }
 
-void GifWriter::addFrame(const std::vector<std::uint8_t>& indices, int delay) {
-  for (const int value : {0x21, 0xF9, 4, 0}) byte(value);  // graphic control: delay follows
+void GifWriter::setRepeats(int count) {
+  for (const int value : {0x21, 0xFF, 11}) byte(value);
+  for (const char letter : std::string_view("NETSCAPE2.0")) byte(letter);
+  byte(3);
+  byte(1);
+  word(count);
+  byte(0);
+}
+
+void GifWriter::addFrame(const Place& place, const std::vector<std::uint8_t>& indices, int delay) {
+  const bool isTransparent = place.transparent >= 0;
+  for (const int value : {0x21, 0xF9, 4}) byte(value);  // graphic control: delay follows
+  byte(place.disposal << 2 | (isTransparent ? 1 : 0));
   word(delay);
+  byte(isTransparent ? place.transparent : 0);
   byte(0);
-  byte(0);
-  byte(0x2C);  // an image that covers the canvas
-  word(0);
-  word(0);
-  word(width_);
-  word(height_);
+  byte(0x2C);
+  for (const int value : {place.x, place.y, place.width, place.height}) word(value);
   byte(0);
   compress(indices);
+}
+
+void GifWriter::addFrame(const std::vector<std::uint8_t>& indices, int delay) {
+  addFrame(Place{0, 0, width_, height_, 0, -1}, indices, delay);
 }
 
 void GifWriter::addFrame(std::uint8_t index, int delay) {

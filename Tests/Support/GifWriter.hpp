@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Platform/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Data.hpp"
 
 namespace tavrin::testing {
 
@@ -11,6 +11,21 @@ namespace tavrin::testing {
 class GifWriter {
  public:
   GifWriter(int width, int height);
+
+  /// How often it is shown again after the first time, 0 for without end; once in all if this is
+  /// not called. Before the first frame.
+  void setRepeats(int count);
+  /// Where a frame lies, what becomes of it afterwards (1 it stays, 2 it is cleared, 3 what was
+  /// there comes back), and the index that is transparent, if one is.
+  struct Place {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+    int disposal = 0;
+    int transparent = -1;
+  };
+  void addFrame(const Place& place, const std::vector<std::uint8_t>& indices, int delay);
 
   /// Adds a whole frame; `indices` has one palette index below 128 for each pixel. The delay is in
   /// hundredths of a second.

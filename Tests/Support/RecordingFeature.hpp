@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Tavrin/VideoFeature.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
 
 namespace tavrin::testing {
 

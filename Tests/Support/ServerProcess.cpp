@@ -6,7 +6,7 @@
 
 #include <array>
 
-#include "Platform/Foundation/FatalError.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
 
 namespace tavrin::testing {
 

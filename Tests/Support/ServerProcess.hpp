@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Foundation/URL.hpp"
-#include "Tests/Support/RangeServer.hpp"
+#include "Tavrin/Foundation/URL.hpp"
+#include "Tavrin/Testing/RangeServer.hpp"
 
 namespace tavrin::testing {
 

@@ -1,13 +1,14 @@
 #include <gmock/gmock.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
-#include "Platform/View/AnimatedImageView.hpp"
-#include "Platform/View/State.hpp"
+#include "Tavrin/Testing/HandFedSession.hpp"
+#include "Tavrin/Testing/ManualExecutor.hpp"
+#include "Tavrin/View/AnimatedImageView.hpp"
+#include "Tavrin/View/State.hpp"
 #include "Tests/Support/GifWriter.hpp"
-#include "Tests/Support/HandFedSession.hpp"
-#include "Tests/Support/ManualExecutor.hpp"
 
 namespace tavrin {
 namespace {
@@ -22,6 +23,7 @@ class AnimatedImageViewTest : public ::testing::Test {
  protected:
   AnimatedImageViewTest() {
     GifWriter writer(4, 2);
+    writer.setRepeats(0);
     writer.addFrame(std::uint8_t{0}, 10);
     writer.addFrame(std::uint8_t{50}, 20);
     gif = writer.data();
@@ -46,7 +48,7 @@ class AnimatedImageViewTest : public ::testing::Test {
               EXPECT_EQ(first->width, 4);
               EXPECT_EQ(data, gif);
             })
-            .onFailure([this](const Error& error) { events.push_back(error.description); })
+            .onFailure([this](const Error& error) { events.push_back(told(error)); })
             .onProgress([this](std::int64_t received, std::int64_t expected) {
               events.push_back(std::to_string(received) + "/" + std::to_string(expected));
             });
@@ -63,6 +65,16 @@ class AnimatedImageViewTest : public ::testing::Test {
   std::vector<std::string> take() { return std::exchange(events, {}); }
   static int redOf(const std::optional<AnimatedImageView::Frame>& frame) {
     return frame ? frame->bitmap->pixels.front() : -1;
+  }
+
+  static std::string told(const Error& error) {
+    static const std::map<ErrorCode, std::string> names{
+        {ErrorCode::badAddress, "bad address: "},
+        {ErrorCode::cannotConnect, "cannot connect: "},
+        {ErrorCode::tooLarge, "too large: "},
+        {ErrorCode::unsupported, "unsupported: "},
+        {ErrorCode::noPicture, "no picture: "}};
+    return names.at(error.code) + error.description;
   }
 
   Data gif;
@@ -113,18 +125,20 @@ TEST_F(AnimatedImageViewTest, TheSecondViewOfAnAddressIsServedFromMemory) {
 
 TEST_F(AnimatedImageViewTest, FailuresAreReportedOnceAndAreNotCached) {
   const auto view = show();
-  session().complete(Error{"unreachable"});
+  session().complete(Error(ErrorCode::cannotConnect, "unreachable"));
   session().complete();
   executor.runAll();
-  EXPECT_THAT(take(), ElementsAre("unreachable"));
+  EXPECT_THAT(take(), ElementsAre("cannot connect: unreachable"));
 
   view->load();
   deliver(Data(std::string_view("<html>Not found</html>")));
-  EXPECT_THAT(take(), ElementsAre("22/-1", "the bytes are no image that can be shown"));
+  EXPECT_THAT(
+      take(),
+      ElementsAre("22/-1", "unsupported: the bytes are in no image format that can be shown"));
 
   view->load();
-  deliver(gif.subdata(0, 410));  // in the first frame's own header
-  EXPECT_EQ(take().size(), 2U);
+  deliver(gif.subdata(0, 429));  // in the first frame's own header
+  EXPECT_EQ(take().back(), "no picture: the image holds no picture");
   EXPECT_EQ(view->frame(start), std::nullopt);
   EXPECT_FALSE(cache->find(*URL::parse("http://h/a.gif")));
 
@@ -138,20 +152,21 @@ TEST_F(AnimatedImageViewTest, WithoutAnAddressTheLoadFails) {
   const auto view = show(std::nullopt);
   EXPECT_THAT(take(), IsEmpty());
   executor.runAll();
-  EXPECT_THAT(take(), ElementsAre("the image has no address"));
+  EXPECT_THAT(take(), ElementsAre("bad address: the image has no address"));
 }
 
 TEST_F(AnimatedImageViewTest, ABodyBeyondTheLimitFailsBeforeItIsHeld) {
   const auto announced = show();
   EXPECT_EQ(session().respond(1'001), URLSessionDataDelegate::ResponseDisposition::cancel);
-  EXPECT_THAT(take(), ElementsAre("the image is larger than the limit"));
+  EXPECT_THAT(take(), ElementsAre("too large: the image's file is larger than the limit"));
   EXPECT_TRUE(session().isInvalidated());
 
   const auto unannounced = show();
   session().respond(-1);
   session().feed(Data(std::string(1'000, 'a')));
   session().feed(Data(std::string_view("b")));
-  EXPECT_THAT(take(), ElementsAre("0/-1", "1000/-1", "the image is larger than the limit"));
+  EXPECT_THAT(take(), ElementsAre("0/-1", "1000/-1",
+                                  "too large: the image's file is larger than the limit"));
   EXPECT_TRUE(session().isInvalidated());
 }
 

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "Platform/View/FrameStore.hpp"
-#include "Tests/Support/ManualExecutor.hpp"
+#include <new>
+
+#include "Tavrin/Testing/ManualExecutor.hpp"
+#include "Tavrin/View/FrameStore.hpp"
 
 namespace tavrin {
 namespace {
@@ -20,15 +22,20 @@ class ScriptedDecoder final : public ImageDecoder {
   const std::vector<milliseconds>& delays() const override { return delays_; }
   std::shared_ptr<const Bitmap> next() override {
     if (position == std::min(failsAt, delays_.size())) return nullptr;
+    if (position == lacksMemoryAt) throw std::bad_alloc();
     ++decoded;
     auto bitmap = std::make_shared<Bitmap>();
     *bitmap = {side, side, std::vector<std::uint8_t>(frameBytes, std::uint8_t(position++))};
     return bitmap;
   }
   void rewind() override { position = 0; }
+  std::optional<std::int64_t> plays() const override { return rounds; }
+
+  std::optional<std::int64_t> rounds;
 
   std::size_t position = 0;
   std::size_t failsAt = SIZE_MAX;
+  std::size_t lacksMemoryAt = SIZE_MAX;
   int decoded = 0;
 
  private:
@@ -37,8 +44,10 @@ class ScriptedDecoder final : public ImageDecoder {
 
 class FrameStoreTest : public ::testing::Test {
  protected:
-  void play(std::vector<milliseconds> delays, std::int64_t budget) {
+  void play(std::vector<milliseconds> delays, std::int64_t budget,
+            std::optional<std::int64_t> rounds = std::nullopt) {
     auto owned = std::make_unique<ScriptedDecoder>(std::move(delays));
+    owned->rounds = rounds;
     decoder = owned.get();
     store = FrameStore::make(std::move(owned), executor, budget);
   }
@@ -53,6 +62,15 @@ class FrameStoreTest : public ::testing::Test {
   ScriptedDecoder* decoder = nullptr;
   std::shared_ptr<FrameStore> store;
 };
+
+TEST_F(FrameStoreTest, AnimationsEndBeforeAFrameThatThereIsNoMemoryFor) {
+  play({milliseconds(50), milliseconds(50), milliseconds(50)}, frameBytes * 3);
+  decoder->lacksMemoryAt = 2;
+  store->at(milliseconds(0));
+  executor.runAll();
+  EXPECT_EQ(shownAt(milliseconds(60)), 1);
+  EXPECT_EQ(shownAt(milliseconds(110)), 0) << "it starts again after the second frame";
+}
 
 TEST_F(FrameStoreTest, TheClockChoosesTheFrame) {
   play({milliseconds(50), milliseconds(20), milliseconds(100)}, frameBytes * 3);
@@ -72,6 +90,18 @@ TEST_F(FrameStoreTest, TheClockChoosesTheFrame) {
   for (const auto& [time, frame] : expected) EXPECT_EQ(shownAt(milliseconds(time)), frame) << time;
   EXPECT_EQ(store->at(milliseconds(60)).remaining, milliseconds(10));
   EXPECT_EQ(store->at(milliseconds(170)).remaining, milliseconds(50));
+}
+
+TEST_F(FrameStoreTest, RestsOnTheLastFrameAfterTheLastRound) {
+  for (const std::int64_t budget : {std::int64_t{0}, frameBytes * 100}) {
+    play(std::vector<milliseconds>(20, milliseconds(10)), budget, 3);
+    EXPECT_EQ(shownAfterDecoding(milliseconds(599)), 19);
+    EXPECT_EQ(store->at(milliseconds(599)).remaining, milliseconds(1));
+    for (const milliseconds time : {milliseconds(600), milliseconds(1'000'000)}) {
+      EXPECT_EQ(shownAfterDecoding(time), 19);
+      EXPECT_EQ(store->at(time).remaining, std::nullopt) << "the host is woken for nothing";
+    }
+  }
 }
 
 TEST_F(FrameStoreTest, AStillHasNoNextFrame) {

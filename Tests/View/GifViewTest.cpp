@@ -5,9 +5,10 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
-#include "Tavrin/GifView.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/View/GifView.hpp"
 
 namespace tavrin {
 namespace {
@@ -26,10 +27,13 @@ class GifViewTest : public ::testing::Test {
     DispatchQueue::main().runUntil([&asked] { return std::exchange(asked, true); },
                                    std::chrono::nanoseconds(0));
   }
-  // Asked before and after the jobs, and after each of them.
+  // A job behind the posted ones ends it. It is asked before them, and after each and that job.
   static int runPosted() {
     int asked = 0;
-    DispatchQueue::main().runUntil([&asked] { return ++asked == 0; }, std::chrono::nanoseconds(0));
+    bool isOver = false;
+    DispatchQueue::main().async([&isOver] { isOver = true; });
+    const auto done = [&] { return ++asked > 0 && isOver; };
+    DispatchQueue::main().runUntil(done, std::chrono::seconds(10));
     return asked - 2;
   }
 
@@ -135,6 +139,20 @@ TEST_F(GifViewTest, CopiesShareTheStateAndTheFlag) {
   copy.setIsFailed(false);
   EXPECT_FALSE(view.isFailed());
   EXPECT_FALSE(view.isFailedBinding().get());
+}
+
+TEST_F(GifViewTest, TellsItsOwnerWhyBeforeTheFlagIsWritten) {
+  std::vector<std::pair<Error, bool>> told;
+  const auto view =
+      make(false).onFailure([&](const Error& error) { told.emplace_back(error, isFailed.get()); });
+  const Error missing(ErrorCode::cannotResolve, "no such host");
+  view.body().content.failure(missing);
+  EXPECT_TRUE(told.empty()) << "on the component's thread";
+  EXPECT_EQ(runPosted(), 2);
+  EXPECT_EQ(told, (std::vector<std::pair<Error, bool>>{{missing, false}}));
+  EXPECT_TRUE(isFailed.get());
+  view.body().content.failure(missing);
+  EXPECT_EQ(runPosted(), 1) << "each failure is told, the flag stays";
 }
 
 TEST_F(GifViewTest, CallbacksRunOnAnyThread) {

@@ -4,10 +4,10 @@
 #include <optional>
 #include <vector>
 
-#include "Architecture/Store.hpp"
-#include "Platform/Foundation/NotificationCenter.hpp"
-#include "Platform/Mpv/MpvEngine.hpp"
-#include "Tavrin/VideoFeature.hpp"
+#include "Tavrin/Architecture/Store.hpp"
+#include "Tavrin/Feature/VideoFeature.hpp"
+#include "Tavrin/Foundation/NotificationCenter.hpp"
+#include "Tavrin/Mpv/MpvEngine.hpp"
 
 using namespace tavrin;
 using Business = VideoFeature::BusinessAction;

@@ -1,11 +1,11 @@
-#include "Tavrin/Dependency/VideoCacheManagerStorage.hpp"
+#include "Tavrin/Cache/Internal/VideoCacheManagerStorage.hpp"
 
 #include <utility>
 
 namespace tavrin {
 
-void VideoCacheManagerStorage::store(const UUID& id) {
-  auto manager = VideoCacheManager::make();
+void VideoCacheManagerStorage::store(const UUID& id, VideoCacheSettings settings) {
+  auto manager = VideoCacheManager::make(std::move(settings));
   const LockGuard lock(mutex_);
   managers_[id].swap(manager);  // a replaced manager is released after the lock
 }

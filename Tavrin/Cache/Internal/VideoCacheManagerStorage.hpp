@@ -4,9 +4,9 @@
 #include <optional>
 #include <unordered_map>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Foundation/UUID.hpp"
-#include "Tavrin/Dependency/VideoCacheManager.hpp"
+#include "Tavrin/Cache/VideoCacheManager.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/UUID.hpp"
 
 namespace tavrin {
 
@@ -15,7 +15,7 @@ namespace tavrin {
 class VideoCacheManagerStorage {
  public:
   /// Makes a manager for the identifier, in place of one that has it already.
-  void store(const UUID& id);
+  void store(const UUID& id, VideoCacheSettings settings = {});
   /// The manager with the identifier; null when it is absent or unknown.
   std::shared_ptr<VideoCacheManager> manager(const std::optional<UUID>& id) const;
   /// Lets go of the manager, if there is one.

@@ -1,11 +1,10 @@
-#include "Tavrin/CachingPlayerItemResourceLoader.hpp"
+#include "Tavrin/Item/Internal/CachingPlayerItemResourceLoader.hpp"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 #include <vector>
 
-#include "Platform/Foundation/FatalError.hpp"
+#include "Tavrin/Foundation/FatalError.hpp"
 
 namespace tavrin {
 
@@ -13,22 +12,19 @@ namespace {
 
 using Loader = CachingPlayerItem::ResourceLoaderDelegate;
 
-constexpr std::int64_t reservedBytesLimit = 256LL << 20;
+constexpr double watchedPriority = 1;
 
-// A header may promise anything; room beyond the limit is made as the bytes come.
-Data makeBuffer(std::int64_t expectedLength) {
-  Data buffer;
-  try {
-    if (expectedLength > 0) buffer.reserve(std::min(expectedLength, reservedBytesLimit));
-  } catch (const std::bad_alloc&) {  // NOLINT: growing step by step may still do
-  }
-  return buffer;
+Error refusalOf(const URLResponse& response) {
+  return {ErrorCode::notAccepted, "The server answered with " +
+                                      response.mimeType.value_or("something else") +
+                                      " in the place of a video"};
 }
 
 }  // namespace
 
-std::shared_ptr<Loader> Loader::make() {
-  return std::shared_ptr<ResourceLoaderDelegate>(new ResourceLoaderDelegate);
+std::shared_ptr<Loader> Loader::make(ResponseTest accepts, std::string directory) {
+  return std::shared_ptr<ResourceLoaderDelegate>(
+      new ResourceLoaderDelegate(std::move(accepts), std::move(directory)));
 }
 
 Loader::~ResourceLoaderDelegate() {
@@ -47,13 +43,17 @@ bool Loader::resourceLoader(AVAssetResourceLoader&,
     pendingRequests_.insert(request);
   }
   processPendingRequests();
+  updatePriority();
   return true;
 }
 
 void Loader::resourceLoaderDidCancel(
     AVAssetResourceLoader&, const std::shared_ptr<AVAssetResourceLoadingRequest>& request) {
-  const LockGuard lock(mutex_);
-  pendingRequests_.erase(request);
+  {
+    const LockGuard lock(mutex_);
+    pendingRequests_.erase(request);
+  }
+  updatePriority();
 }
 
 void Loader::startDataRequestOnce(const URL& url) {
@@ -70,57 +70,106 @@ void Loader::startDataRequest(const URL& url) {
       URLSessionConfiguration::RequestCachePolicy::reloadIgnoringLocalAndRemoteCacheData;
   const auto session = URLSession::make(configuration, shared_from_this());
   setSession(session);
-  session->dataTask(url)->resume();
+  const auto task = session->dataTask(url);
+  {
+    const LockGuard lock(mutex_);
+    task_ = task;
+  }
+  task->resume();
+}
+
+// What was decided without the lock may be out of date once it is done, so it is looked at again.
+void Loader::updatePriority() {
+  for (bool isDone = false; !isDone;) {
+    std::shared_ptr<URLSessionDataTask> task;
+    bool isAwaited = false;
+    {
+      const LockGuard lock(mutex_);
+      task = task_.lock();
+      isAwaited = !pendingRequests_.empty();
+    }
+    if (!task) return;
+    task->setPriority(isAwaited ? watchedPriority : URLSessionDataTask::defaultPriority);
+    const LockGuard lock(mutex_);
+    isDone = isAwaited == !pendingRequests_.empty();
+  }
 }
 
 void Loader::urlSession(URLSession&, URLSessionDataTask&, const URLResponse& response,
                         const CompletionHandler& completionHandler) {
+  if (accepts_ && !accepts_(response)) {
+    {
+      const LockGuard lock(mutex_);
+      refusal_ = refusalOf(response);
+    }
+    return completionHandler(ResponseDisposition::cancel);
+  }
   completionHandler(ResponseDisposition::allow);
+  auto body =
+      DownloadedBody::make(directory_, response.expectedContentLength, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->goOn();
+      });
   {
     const LockGuard lock(mutex_);
-    mediaData_ = makeBuffer(response.expectedContentLength);
+    body_.swap(body);
     response_ = response;
   }
   processPendingRequests();
 }
 
-void Loader::urlSession(URLSession& session, URLSessionDataTask&, const Data& chunk) {
-  if (append(chunk)) return processPendingRequests();
-  session.invalidateAndCancel();
-  fail(Error{"Not enough memory to hold the video"});
-}
-
-void Loader::urlSession(URLSession&, URLSessionDataTask&, const std::optional<Error>& error) {
-  if (error) return fail(*error);
+void Loader::urlSession(URLSession& session, URLSessionDataTask& task, const Data& chunk) {
+  // Before the bytes are given out: a reader that has just been satisfied asks for more.
+  updatePriority();
+  if (const auto body = this->body()) {
+    if (const auto error = body->append(chunk.view())) {
+      session.invalidateAndCancel();
+      return fail(*error);
+    }
+    // There may be room again before the task is held back; then nobody else lets it go on.
+    if (!body->hasRoom()) {
+      task.suspend();
+      if (body->hasRoom()) task.resume();
+    }
+  }
   processPendingRequests();
-  if (const auto body = mediaData()) {
-    finish(*body);
-  } else {
-    fail(Error{"The download ended without a response"});
-  }
 }
 
-bool Loader::append(const Data& chunk) {
-  const LockGuard lock(mutex_);
-  try {
-    if (mediaData_) mediaData_->append(chunk.view());
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
+// Readers have the bytes at once; the item's delegate has them once they are written.
+void Loader::urlSession(URLSession&, URLSessionDataTask&, const std::optional<Error>& error) {
+  if (error) return fail(refusal().value_or(*error));
+  processPendingRequests();
+  const auto body = this->body();
+  if (!body) return fail(Error{"The download ended without a response"});
+  if (const auto item = owner()) {
+    item->asset()->resourceLoader()->setEnd({body->count(), std::nullopt});
   }
+  body->finish([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->handOver();
+  });
 }
 
-void Loader::finish(const Data& body) {
+void Loader::goOn() {
+  std::shared_ptr<URLSessionDataTask> task;
+  {
+    const LockGuard lock(mutex_);
+    task = task_.lock();
+  }
+  if (task) task->resume();
+}
+
+void Loader::handOver() {
   const auto item = owner();
-  if (!item) return;
-  item->asset()->resourceLoader()->setEnd({body.count(), std::nullopt});
-  if (const auto told = item->delegate()) told->playerItemDidFinishDownloadingData(*item, body);
+  const auto body = this->body();
+  if (!item || !body) return;
+  const auto whole = body->whole();
+  if (const auto told = item->delegate()) told->playerItemDidFinishDownloadingData(*item, whole);
 }
 
 void Loader::fail(const Error& error) {
   const auto item = owner();
   if (!item) return;
-  const auto received = mediaData().value_or(Data()).count();
+  const auto body = this->body();
+  const auto received = body ? body->count() : 0;
   item->asset()->resourceLoader()->setEnd({received, error});
   if (const auto told = item->delegate()) told->playerItemDownloadingFailedWith(*item, error);
 }
@@ -154,7 +203,7 @@ bool Loader::fillIn(AVAssetResourceLoadingContentInformationRequest* request) {
   if (request == nullptr) return true;
   if (playingFromData_) {
     request->contentType = mimeType_;
-    request->contentLength = mediaData_ ? mediaData_->count() : 0;
+    request->contentLength = body_ ? body_->count() : 0;
   } else {
     request->contentType = response_->mimeType;
     request->contentLength = response_->expectedContentLength;
@@ -170,9 +219,9 @@ bool Loader::haveEnoughDataToFulfillRequest(AVAssetResourceLoadingDataRequest& r
 
 bool Loader::respond(AVAssetResourceLoadingDataRequest& request) {
   const auto offset = request.currentOffset();
-  if (!mediaData_ || mediaData_->count() <= offset) return false;
-  const auto count = mediaData_->count();
-  request.respond(mediaData_->subdata(offset, std::min(count - offset, request.requestedLength)));
+  const auto count = body_ ? body_->count() : 0;
+  if (count <= offset) return false;
+  request.respond(body_->subdata(offset, std::min(count - offset, request.requestedLength)));
   // The sum of a request's offset and length may be too large for a number.
   return count - request.requestedOffset >= request.requestedLength;
 }
@@ -207,14 +256,37 @@ void Loader::setSession(std::shared_ptr<URLSession> session) {
   session_.swap(session);  // an earlier one is let go without the lock
 }
 
-std::optional<Data> Loader::mediaData() const {
+std::shared_ptr<DownloadedBody> Loader::body() const {
   const LockGuard lock(mutex_);
-  return mediaData_;
+  return body_;
+}
+
+std::optional<Data> Loader::mediaData() const {
+  const auto body = this->body();
+  return body ? std::optional(body->whole()) : std::nullopt;
 }
 
 void Loader::setMediaData(std::optional<Data> mediaData) {
+  auto body = mediaData ? DownloadedBody::of(*std::move(mediaData)) : nullptr;
   const LockGuard lock(mutex_);
-  mediaData_ = std::move(mediaData);
+  body_.swap(body);
+}
+
+DownloadProgress Loader::progress() const {
+  const LockGuard lock(mutex_);
+  DownloadProgress progress;
+  if (body_) progress.received = body_->count();
+  if (playingFromData_) {
+    progress.expected = progress.received;
+  } else if (response_ && response_->expectedContentLength >= 0) {
+    progress.expected = response_->expectedContentLength;
+  }
+  return progress;
+}
+
+std::optional<Error> Loader::refusal() const {
+  const LockGuard lock(mutex_);
+  return refusal_;
 }
 
 std::optional<URLResponse> Loader::response() const {

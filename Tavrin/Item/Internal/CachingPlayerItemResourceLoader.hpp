@@ -4,13 +4,15 @@
 #include <optional>
 #include <string>
 #include <unordered_set>
+#include <utility>
 
-#include "Platform/Foundation/Data.hpp"
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Foundation/URL.hpp"
-#include "Platform/Foundation/URLSession.hpp"
-#include "Platform/Media/AVAssetResourceLoader.hpp"
-#include "Tavrin/CachingPlayerItem.hpp"
+#include "Tavrin/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/URL.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
+#include "Tavrin/Item/Internal/DownloadedBody.hpp"
+#include "Tavrin/Media/AVAssetResourceLoader.hpp"
 
 namespace tavrin {
 
@@ -22,7 +24,8 @@ namespace tavrin {
 /// guards the fields, and a whole pass over the pending requests runs under it: passes never
 /// overlap, and an answer never overtakes another. A request takes its bytes under that lock and
 /// may only keep them and wake its reader; requests are finished, and the item's delegate is
-/// called, without it. Any thread.
+/// called, without it. What waits for a disk is the body's, which calls back from other threads.
+/// Any thread.
 class CachingPlayerItem::ResourceLoaderDelegate final
     : public AVAssetResourceLoaderDelegate,
       public URLSessionDataDelegate,
@@ -30,7 +33,9 @@ class CachingPlayerItem::ResourceLoaderDelegate final
  public:
   using PendingRequests = std::unordered_set<std::shared_ptr<AVAssetResourceLoadingRequest>>;
 
-  static std::shared_ptr<ResourceLoaderDelegate> make();
+  /// With the name of a directory, the bytes are written there as they come.
+  static std::shared_ptr<ResourceLoaderDelegate> make(ResponseTest accepts = nullptr,
+                                                      std::string directory = {});
   /// Invalidates and cancels a session that is still there.
   ~ResourceLoaderDelegate() override;
 
@@ -43,10 +48,11 @@ class CachingPlayerItem::ResourceLoaderDelegate final
   /// The download's session, kept for good: its presence means that the download was started.
   std::shared_ptr<URLSession> session() const;
   void setSession(std::shared_ptr<URLSession> session);
-  /// The bytes received so far, absent before the response. A copy that is still held when more
-  /// bytes come makes the whole buffer be copied.
+  /// The bytes received so far, absent before the response. A copy of bytes in memory that is still
+  /// held when more come makes them be copied.
   std::optional<Data> mediaData() const;
   void setMediaData(std::optional<Data> mediaData);
+  DownloadProgress progress() const;
   /// Absent until it has come.
   std::optional<URLResponse> response() const;
   /// The requests that an engine is waiting for.
@@ -64,7 +70,7 @@ class CachingPlayerItem::ResourceLoaderDelegate final
       AVAssetResourceLoader& loader,
       const std::shared_ptr<AVAssetResourceLoadingRequest>& request) override;
 
-  /// Empties the buffer for the body that follows.
+  /// Empties the buffer for the body that follows. One that does not pass the test is cancelled.
   void urlSession(URLSession& session, URLSessionDataTask& dataTask, const URLResponse& response,
                   const CompletionHandler& completionHandler) override;
   /// Bytes that no response preceded are dropped.
@@ -89,21 +95,30 @@ class CachingPlayerItem::ResourceLoaderDelegate final
   bool haveEnoughDataToFulfillRequest(AVAssetResourceLoadingDataRequest& request);
 
  private:
-  ResourceLoaderDelegate() = default;
+  ResourceLoaderDelegate(ResponseTest accepts, std::string directory)
+      : accepts_(std::move(accepts)), directory_(std::move(directory)) {}
 
   bool answer(AVAssetResourceLoadingRequest& request) TAVRIN_REQUIRES(mutex_);
   bool fillIn(AVAssetResourceLoadingContentInformationRequest* request) TAVRIN_REQUIRES(mutex_);
   bool respond(AVAssetResourceLoadingDataRequest& request) TAVRIN_REQUIRES(mutex_);
-  bool append(const Data& chunk);
-  void finish(const Data& body);
+  std::optional<Error> refusal() const;
+  /// Has the link given to the download while a reader waits for its bytes.
+  void updatePriority();
+  std::shared_ptr<DownloadedBody> body() const;
+  void goOn();
+  void handOver();
   void fail(const Error& error);
 
+  const ResponseTest accepts_;   // absent: every response
+  const std::string directory_;  // empty: the bytes stay in memory
   mutable Mutex mutex_;
   bool playingFromData_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool isStarted_ TAVRIN_GUARDED_BY(mutex_) = false;
   std::optional<std::string> mimeType_ TAVRIN_GUARDED_BY(mutex_);
   std::shared_ptr<URLSession> session_ TAVRIN_GUARDED_BY(mutex_);
-  std::optional<Data> mediaData_ TAVRIN_GUARDED_BY(mutex_);
+  std::weak_ptr<URLSessionDataTask> task_ TAVRIN_GUARDED_BY(mutex_);  // until it has ended
+  std::shared_ptr<DownloadedBody> body_ TAVRIN_GUARDED_BY(mutex_);    // null before the response
+  std::optional<Error> refusal_ TAVRIN_GUARDED_BY(mutex_);  // of a response that did not pass
   std::optional<URLResponse> response_ TAVRIN_GUARDED_BY(mutex_);
   PendingRequests pendingRequests_ TAVRIN_GUARDED_BY(mutex_);
   std::weak_ptr<CachingPlayerItem> owner_ TAVRIN_GUARDED_BY(mutex_);

@@ -1,7 +1,6 @@
-#include "Platform/Media/ByteWindows.hpp"
+#include "Tavrin/Media/Internal/ByteWindows.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace tavrin {
@@ -23,20 +22,20 @@ void ByteWindows::receive(const Window& window, std::int64_t offset, Data bytes)
   if (offset < end) chunks_.insert_or_assign(offset, Chunk{std::move(bytes), end});
 }
 
-std::int64_t ByteWindows::take(std::span<std::byte> buffer) {
-  const auto before = position_;
-  while (!buffer.empty()) {
+std::vector<ByteWindows::Piece> ByteWindows::take(std::int64_t most) {
+  std::vector<Piece> pieces;
+  while (most > 0) {
     dropConsumed();
     const auto first = chunks_.begin();
     if (first == chunks_.end() || first->first > position_) break;
     const auto& [offset, chunk] = *first;
-    const auto size = std::min(static_cast<std::size_t>(chunk.end - position_), buffer.size());
-    std::memcpy(buffer.data(), chunk.bytes.bytes() + (position_ - offset), size);
-    buffer = buffer.subspan(size);
-    position_ += static_cast<std::int64_t>(size);
+    const auto length = std::min(chunk.end - position_, most);
+    pieces.push_back({chunk.bytes, position_ - offset, length});
+    most -= length;
+    position_ += length;
   }
   dropConsumed();
-  return position_ - before;
+  return pieces;
 }
 
 void ByteWindows::dropConsumed() {

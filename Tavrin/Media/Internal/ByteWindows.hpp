@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <span>
+#include <vector>
 
-#include "Platform/Foundation/Data.hpp"
+#include "Tavrin/Foundation/Data.hpp"
 
 namespace tavrin {
 
@@ -36,8 +36,14 @@ class ByteWindows {
   std::optional<Window> next(std::int64_t limit);
   /// Takes an answer to a window. What lies past the window is passed over.
   void receive(const Window& window, std::int64_t offset, Data bytes);
-  /// Copies what is there from the position on, moves past it, and returns how many bytes it was.
-  std::int64_t take(std::span<std::byte> buffer);
+  /// A part of an answer.
+  struct Piece {
+    Data bytes;
+    std::int64_t offset = 0;  // in `bytes`
+    std::int64_t length = 0;
+  };
+  /// What is there from the position on, `most` bytes at most, in order. Moves past it.
+  std::vector<Piece> take(std::int64_t most);
 
  private:
   struct Chunk {

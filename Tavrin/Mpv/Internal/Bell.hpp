@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin {
 

@@ -1,4 +1,4 @@
-#include "Platform/Mpv/MpvHandle.hpp"
+#include "Tavrin/Mpv/Internal/MpvHandle.hpp"
 
 #include <mpv/client.h>
 #include <mpv/render.h>
@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Mpv/MpvSettings.hpp"
-#include "Platform/Mpv/MpvStreams.hpp"
+#include "Tavrin/Mpv/Internal/MpvSettings.hpp"
+#include "Tavrin/Mpv/Internal/MpvStreams.hpp"
 
 namespace tavrin {
 
@@ -28,11 +28,39 @@ constexpr Observed observed[] = {
     {"paused-for-cache", MPV_FORMAT_FLAG, Kind::starved},
 };
 
-constexpr const char* videoTrack = "current-tracks/video/id";
+constexpr const char* videoTrack = "current-tracks/video";
+constexpr const char* pictureParameters = "video-out-params";
 
 void ringBell(void* bell) { static_cast<Bell*>(bell)->ring(); }
 
 std::string errorText(int code) { return code < 0 ? mpv_error_string(code) : ""; }
+
+ErrorCode codeOf(int code) {
+  switch (code) {
+    case MPV_ERROR_UNKNOWN_FORMAT:
+      return ErrorCode::unsupported;
+    case MPV_ERROR_LOADING_FAILED:
+      return ErrorCode::unreadable;
+    case MPV_ERROR_NOTHING_TO_PLAY:
+      return ErrorCode::noPicture;
+    case MPV_ERROR_NOMEM:
+      return ErrorCode::noMemory;
+    default:
+      return ErrorCode::other;
+  }
+}
+
+std::optional<Error> errorOf(int code) {
+  if (code >= 0) return std::nullopt;
+  return Error(codeOf(code), errorText(code));
+}
+
+MpvEvent eventOf(Kind kind, std::uint64_t id = 0) {
+  MpvEvent event;
+  event.kind = kind;
+  event.id = id;
+  return event;
+}
 
 const mpv_event_property& propertyOf(const mpv_event& event) {
   return *static_cast<const mpv_event_property*>(event.data);
@@ -42,12 +70,34 @@ std::optional<MpvEvent> propertyEvent(std::uint64_t id, const mpv_event_property
   for (const auto& known : observed) {
     if (std::string_view(known.property) != property.name) continue;
     if (property.format == MPV_FORMAT_NONE) return std::nullopt;  // nothing is open
-    const double number = known.format == MPV_FORMAT_DOUBLE
-                              ? *static_cast<const double*>(property.data)
-                              : *static_cast<const int*>(property.data);
-    return MpvEvent{known.kind, id, number, {}};
+    auto event = eventOf(known.kind, id);
+    event.number = known.format == MPV_FORMAT_DOUBLE ? *static_cast<const double*>(property.data)
+                                                     : *static_cast<const int*>(property.data);
+    return event;
   }
   return std::nullopt;
+}
+
+std::optional<MpvEvent> answer(const mpv_event& event) {
+  const auto& property = propertyOf(event);
+  const auto* node = event.error < 0 ? nullptr : static_cast<const mpv_node*>(property.data);
+  if (property.name == std::string_view(videoTrack)) {
+    auto told = eventOf(Kind::track, event.reply_userdata);
+    if (node) told.track = TrackFacts::of(*node);
+    return told;
+  }
+  if (property.name == std::string_view(pictureParameters)) {
+    auto told = eventOf(Kind::picture, event.reply_userdata);
+    if (node) told.picture = PictureFacts::of(*node);
+    return told;
+  }
+  return propertyEvent(event.reply_userdata, property);
+}
+
+MpvEvent logged(std::string text) {
+  auto event = eventOf(Kind::logged);
+  event.text = std::move(text);
+  return event;
 }
 
 std::string logLine(const mpv_event_log_message& message) {
@@ -56,36 +106,39 @@ std::string logLine(const mpv_event_log_message& message) {
   return line;
 }
 
+MpvEvent ended(Kind kind, std::uint64_t id, int error) {
+  auto event = eventOf(kind, id);
+  event.error = errorOf(error);
+  return event;
+}
+
 std::optional<MpvEvent> translate(const mpv_event& event) {
   switch (event.event_id) {
     case MPV_EVENT_IDLE:
-      return MpvEvent{Kind::idle, 0, 0, {}};
+      return eventOf(Kind::idle);
     case MPV_EVENT_START_FILE:
-      return MpvEvent{Kind::fileStarted, 0, 0, {}};
+      return eventOf(Kind::fileStarted);
     case MPV_EVENT_FILE_LOADED:
-      return MpvEvent{Kind::fileOpened, 0, 0, {}};
+      return eventOf(Kind::fileOpened);
     case MPV_EVENT_END_FILE:
-      return MpvEvent{Kind::fileEnded, 0, 0,
-                      errorText(static_cast<const mpv_event_end_file*>(event.data)->error)};
+      return ended(Kind::fileEnded, 0, static_cast<const mpv_event_end_file*>(event.data)->error);
     case MPV_EVENT_COMMAND_REPLY:
-      return MpvEvent{Kind::commandEnded, event.reply_userdata, 0, errorText(event.error)};
+      return ended(Kind::commandEnded, event.reply_userdata, event.error);
     case MPV_EVENT_GET_PROPERTY_REPLY:
-      if (propertyOf(event).name == std::string_view(videoTrack)) {
-        return MpvEvent{Kind::videoTrack, event.reply_userdata, event.error < 0 ? 0.0 : 1.0, {}};
-      }
-      return propertyEvent(event.reply_userdata, propertyOf(event));
+      return answer(event);
+    case MPV_EVENT_VIDEO_RECONFIG:
+      return eventOf(Kind::reconfigured);
     case MPV_EVENT_SEEK:
-      return MpvEvent{Kind::seekBegan, 0, 0, {}};
+      return eventOf(Kind::seekBegan);
     case MPV_EVENT_PLAYBACK_RESTART:
-      return MpvEvent{Kind::playbackStarted, 0, 0, {}};
+      return eventOf(Kind::playbackStarted);
     case MPV_EVENT_PROPERTY_CHANGE:
       return propertyEvent(event.reply_userdata, propertyOf(event));
     case MPV_EVENT_SET_PROPERTY_REPLY:
       if (event.error >= 0) return std::nullopt;
-      return MpvEvent{Kind::logged, 0, 0, "a setting was refused: " + errorText(event.error)};
+      return logged("a setting was refused: " + errorText(event.error));
     case MPV_EVENT_LOG_MESSAGE:
-      return MpvEvent{Kind::logged, 0, 0,
-                      logLine(*static_cast<const mpv_event_log_message*>(event.data))};
+      return logged(logLine(*static_cast<const mpv_event_log_message*>(event.data)));
     default:
       return std::nullopt;
   }
@@ -109,6 +162,8 @@ std::string MpvHandle::start(const MpvEngineOptions& options, Bell& bell) {
     if (code < 0) return std::string("libmpv refuses ") + name + ": " + errorText(code);
   }
   if (options.sound == MpvEngineOptions::Sound::none) mpv_set_option_string(mpv_, "ao", "null");
+  const auto limit = "max_pixels=" + std::to_string(options.maxPixels);
+  mpv_set_option_string(mpv_, "vd-lavc-o", limit.c_str());
   mpv_request_log_messages(mpv_, "error");
   mpv_set_wakeup_callback(mpv_, ringBell, &bell);
   int code = mpv_initialize(mpv_);
@@ -152,8 +207,16 @@ void MpvHandle::observe(std::uint64_t id) {
 
 void MpvHandle::unobserve(std::uint64_t id) { mpv_unobserve_property(mpv_, id); }
 
-void MpvHandle::askForVideoTrack(std::uint64_t id) {
-  mpv_get_property_async(mpv_, id, videoTrack, MPV_FORMAT_INT64);
+void MpvHandle::askForTrack(std::uint64_t id) {
+  mpv_get_property_async(mpv_, id, videoTrack, MPV_FORMAT_NODE);
+}
+
+void MpvHandle::askForPicture(std::uint64_t id) {
+  mpv_get_property_async(mpv_, id, pictureParameters, MPV_FORMAT_NODE);
+}
+
+void MpvHandle::askForPosition(std::uint64_t id) {
+  mpv_get_property_async(mpv_, id, "time-pos", MPV_FORMAT_DOUBLE);
 }
 
 void MpvHandle::askWhetherAtEnd(std::uint64_t id) {
@@ -171,16 +234,32 @@ std::optional<MpvEvent> MpvHandle::nextEvent() {
 bool MpvHandle::takePicture() {
   const LockGuard lock(renderMutex_);
   if (!(mpv_render_context_update(renderer_) & MPV_RENDER_UPDATE_FRAME)) return false;
+  mpv_render_frame_info info{};
+  mpv_render_context_get_info(renderer_, {MPV_RENDER_PARAM_NEXT_FRAME_INFO, &info});
   int skip = 1;
   int block = 0;
   mpv_render_param parameters[] = {{MPV_RENDER_PARAM_SKIP_RENDERING, &skip},
                                    {MPV_RENDER_PARAM_BLOCK_FOR_TARGET_TIME, &block},
                                    {}};
   mpv_render_context_render(renderer_, parameters);
-  return true;
+  return !(info.flags & MPV_RENDER_FRAME_INFO_REDRAW);
+}
+
+void MpvHandle::setTurn(Turn turn) {
+  const LockGuard lock(renderMutex_);
+  turn_ = turn;
 }
 
 bool MpvHandle::draw(const PixelBuffer& target) {
+  const LockGuard lock(renderMutex_);
+  if (turn_ == Turn::none) return render(target);
+  const auto surface = turning_.before(turn_, target);
+  if (!render(surface)) return false;
+  copyTurned(surface, turn_, target);
+  return true;
+}
+
+bool MpvHandle::render(const PixelBuffer& target) {
   int size[] = {target.width, target.height};
   char format[] = "rgb0";
   auto stride = static_cast<std::size_t>(target.stride);
@@ -191,7 +270,6 @@ bool MpvHandle::draw(const PixelBuffer& target) {
                                    {MPV_RENDER_PARAM_SW_POINTER, target.pixels},
                                    {MPV_RENDER_PARAM_BLOCK_FOR_TARGET_TIME, &block},
                                    {}};
-  const LockGuard lock(renderMutex_);
   return mpv_render_context_render(renderer_, parameters) >= 0;
 }
 

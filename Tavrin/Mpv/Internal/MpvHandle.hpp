@@ -7,10 +7,13 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Media/MediaEngine.hpp"
-#include "Platform/Mpv/Bell.hpp"
-#include "Platform/Mpv/MpvEngine.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
+#include "Tavrin/Mpv/Internal/Bell.hpp"
+#include "Tavrin/Mpv/Internal/MpvFacts.hpp"
+#include "Tavrin/Mpv/Internal/Turning.hpp"
+#include "Tavrin/Mpv/MpvEngine.hpp"
 
 struct mpv_handle;
 struct mpv_render_context;
@@ -23,9 +26,11 @@ struct MpvEvent {
     idle,             // nothing is open, and no picture is left
     fileStarted,      // the address is about to be opened
     fileOpened,       // its tracks are known
-    fileEnded,        // text: why it failed, empty when it did not
-    commandEnded,     // id: the command's; text: why it failed, empty when it did not
-    videoTrack,       // id: the question's; number: 1 when a video track plays, else 0
+    fileEnded,        // error: why it failed, absent when it did not
+    commandEnded,     // id: the command's; error: why it failed, absent when it did not
+    track,            // id: the question's; track: absent when no video track plays
+    reconfigured,     // pictures of another kind are about to come
+    picture,          // id: the question's; picture: absent when none has been decoded
     seekBegan,        // playback jumps
     playbackStarted,  // the first picture after an opening or a jump is out
     position,         // id: the observation's; number: seconds
@@ -39,6 +44,9 @@ struct MpvEvent {
   std::uint64_t id = 0;
   double number = 0;
   std::string text;
+  std::optional<Error> error;
+  std::optional<TrackFacts> track;
+  std::optional<PictureFacts> picture;
 };
 
 /// One libmpv player with its renderer. The engine's thread alone, but for `draw`.
@@ -59,9 +67,12 @@ class MpvHandle {
   /// Has changes of the open file told under the id; the present values come first.
   void observe(std::uint64_t id);
   void unobserve(std::uint64_t id);
-  /// Has it told, under the id, whether the open file has a video track.
-  void askForVideoTrack(std::uint64_t id);
+  /// Have told, under the id, what the video track that plays is like, and what its pictures are.
+  void askForTrack(std::uint64_t id);
+  void askForPicture(std::uint64_t id);
   /// Has the end told, under an observation's id, as it is once earlier settings are carried out.
+  /// Asks where playback is; the answer comes as an observation's would.
+  void askForPosition(std::uint64_t id);
   void askWhetherAtEnd(std::uint64_t id);
   /// The next event, absent when there is none now.
   std::optional<MpvEvent> nextEvent();
@@ -69,16 +80,21 @@ class MpvHandle {
   /// Makes a new picture, if there is one, the current one, and returns whether there was one.
   /// libmpv waits for this: it must come soon after the bell.
   bool takePicture();
+  /// How far the pictures of the open file are turned from now on.
+  void setTurn(Turn turn);
   /// Draws the current picture. Any thread.
   bool draw(const PixelBuffer& target);
 
  private:
   MpvHandle() = default;
   std::string start(const MpvEngineOptions& options, Bell& bell);
+  bool render(const PixelBuffer& target) TAVRIN_REQUIRES(renderMutex_);
 
   mpv_handle* mpv_ = nullptr;  // owned
   Mutex renderMutex_;          // libmpv takes one call to a renderer at a time
   mpv_render_context* renderer_ TAVRIN_GUARDED_BY(renderMutex_) = nullptr;  // owned
+  Turn turn_ TAVRIN_GUARDED_BY(renderMutex_) = Turn::none;
+  TurningSurface turning_ TAVRIN_GUARDED_BY(renderMutex_);
 };
 
 }  // namespace tavrin

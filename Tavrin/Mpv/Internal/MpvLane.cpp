@@ -1,13 +1,11 @@
-#include "Platform/Mpv/MpvLane.hpp"
+#include "Tavrin/Mpv/Internal/MpvLane.hpp"
 
 #include <algorithm>
-#include <iomanip>
 #include <limits>
-#include <sstream>
+#include <string>
 #include <utility>
 
-#include "Platform/Media/AVAssetResourceLoader.hpp"
-#include "Platform/Media/AssetByteReader.hpp"
+#include "Tavrin/Media/AssetByteReader.hpp"
 
 namespace tavrin {
 
@@ -16,21 +14,14 @@ namespace {
 using Kind = MpvEvent::Kind;
 
 // Seeks are numbered from 1 by the engine.
+// A first picture that is later than this tells of a container whose clock begins elsewhere; an
+// earlier one of the codec's delay.
+constexpr double leastOffset = 1;  // seconds
+
 constexpr std::uint64_t loadCommand = std::numeric_limits<std::uint64_t>::max();
 
-// A file may end a little before the length it declares.
-constexpr double tolerableShare = 0.1;
-constexpr double tolerableSeconds = 1;
-
-bool endsEarly(const MpvLoad& load) {
-  const double missing = load.duration - load.position;
-  return missing > tolerableSeconds && missing > load.duration * tolerableShare;
-}
-
-std::string secondsText(double seconds) {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(1) << seconds << " s";
-  return text.str();
+Error playbackError(ErrorCode code, const std::string& reason) {
+  return {code, "The video cannot be played: " + reason};
 }
 
 void setIfChanged(MpvHandle& handle, std::optional<bool>& last, const char* property, bool value) {
@@ -39,28 +30,28 @@ void setIfChanged(MpvHandle& handle, std::optional<bool>& last, const char* prop
   handle.set(property, value);
 }
 
-bool isFromNetwork(const URL& url) {
-  const auto scheme = url.scheme();
-  return scheme == "http" || scheme == "https";
-}
-
 }  // namespace
 
 void MpvLane::open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& asset) {
   load_ = {};
   load_.id = load;
+  ++opening_;
   stream_.reset();
-  hasVideoTrack_.reset();
-  lastError_.clear();
+  reader_.reset();
+  loader_.reset();
   seekEnd_.reset();
-  std::string address = asset->url().absoluteString();
-  if (asset->resourceLoader()->delegate()) {
-    stream_.emplace(AssetByteReader::make(asset));
-    address = stream_->address();
-  } else if (!isFromNetwork(asset->url())) {
-    return fail("only http and https addresses are opened");
+  origin_.reset();
+  hasStarted_ = false;
+  declaredEnd_ = 0;
+  if (!asset->resourceLoader()->delegate() && !asset->url().isHTTP()) {
+    return fail(playbackError(ErrorCode::badAddress, "only http and https addresses are opened"));
   }
+  loader_ = asset->resourceLoader();
+  reader_ = std::make_shared<WatchedReader>(AssetByteReader::make(asset));
+  stream_.emplace(reader_);
+  const auto address = stream_->address();
   setPlaying(false);
+  pictures_.begin(opening_);
   handle_->command({"loadfile", address.c_str()}, loadCommand);
   phase_ = Phase::starting;
   closesOnceStarted_ = false;
@@ -106,7 +97,9 @@ void MpvLane::seek(std::uint64_t serial, double seconds) {
   seekPhase_ = SeekPhase::sent;
   seekSerial_ = serial;
   seekTarget_ = seconds;
-  handle_->command({"seek", std::to_string(seconds).c_str(), "absolute+exact"}, serial);
+  if (!origin_) origin_ = 0;
+  const auto target = std::to_string(seconds + *origin_);
+  handle_->command({"seek", target.c_str(), "absolute+exact"}, serial);
 }
 
 bool MpvLane::update(const std::function<void(const std::string&)>& logError) {
@@ -116,10 +109,14 @@ bool MpvLane::update(const std::function<void(const std::string&)>& logError) {
     if (event->kind == Kind::logged && isEnding) continue;  // the ending itself is no error
     if (event->kind == Kind::logged && logError) logError(event->text);
     handle(*event);
+    const auto failure = phase_ == Phase::open ? pictures_.handle(*event) : std::nullopt;
+    if (failure) fail(*failure);
   }
-  if (!hasNewPicture || phase_ != Phase::open) return false;
-  load_.hasPicture = true;
-  return true;
+  if (phase_ != Phase::open) return false;
+  if (hasNewPicture) pictures_.take();
+  const bool isFirst = !load_.hasPicture && pictures_.areOut();
+  load_.hasPicture |= isFirst;
+  return load_.hasPicture && (hasNewPicture || isFirst);
 }
 
 void MpvLane::handle(const MpvEvent& event) {
@@ -137,47 +134,40 @@ void MpvLane::handle(const MpvEvent& event) {
       }
       closesOnceStarted_ = false;
       break;
-    case Kind::fileOpened:
-      handle_->askForVideoTrack(load_.id);
-      break;
     case Kind::fileEnded:
       if (std::exchange(phase_, Phase::closing) == Phase::open) {
-        fail(event.text.empty() ? "it ended early" : event.text);
+        fail(event.error ? playbackError(event.error->code, event.error->description)
+                         : playbackError(ErrorCode::noPicture, "it ended early"));
       }
       break;
     case Kind::commandEnded:
-      if (event.id == loadCommand && !event.text.empty()) {
+      if (event.id == loadCommand && event.error) {
         phase_ = Phase::idle;
-        fail(event.text);
+        fail(playbackError(event.error->code, event.error->description));
       } else if (event.id == seekSerial_ && seekPhase_ == SeekPhase::sent) {
         seekPhase_ = SeekPhase::accepted;
-        if (event.text.empty()) break;
+        if (!event.error) break;
         endSeek(false);
         observeAnew();
       }
-      break;
-    case Kind::videoTrack:
-      if (event.id != load_.id || phase_ != Phase::open) break;
-      hasVideoTrack_ = event.number != 0;
-      if (!*hasVideoTrack_) fail("it has no picture");
       break;
     case Kind::seekBegan:
       if (seekPhase_ == SeekPhase::accepted) seekPhase_ = SeekPhase::jumping;
       break;
     case Kind::playbackStarted:
-      if (phase_ == Phase::open && hasVideoTrack_ == true) load_.hasPicture = true;
+      hasStarted_ = true;
+      if (!origin_ && !isSeeking()) handle_->askForPosition(observation_);
       if (seekPhase_ != SeekPhase::jumping) break;
       endSeek(true);
       observeAnew();
-      break;
-    case Kind::logged:
-      lastError_ = event.text;
       break;
     case Kind::position:
     case Kind::duration:
     case Kind::end:
     case Kind::starved:
       if (event.id == observation_ && phase_ == Phase::open) handleObservation(event);
+      break;
+    default:
       break;
   }
 }
@@ -188,36 +178,53 @@ void MpvLane::handleObservation(const MpvEvent& event) {
       setPosition(event.number);
       break;
     case Kind::duration:
-      load_.duration = event.number;
+      setDuration(event.number);
       break;
     case Kind::end:
       load_.isAtEnd = event.number != 0;
-      if (load_.isAtEnd && !load_.hasPicture) fail("it has no picture");
+      if (load_.isAtEnd) pictures_.askForAny();
       break;
     default:
       load_.isStarved = event.number != 0;
   }
 }
 
+void MpvLane::setDuration(double seconds) {
+  declaredEnd_ = seconds;
+  const double origin = origin_.value_or(0);
+  load_.duration = seconds > origin ? seconds - origin : seconds;
+}
+
+// Times count from the clip's own start.
 void MpvLane::setPosition(double seconds) {
-  load_.position = seconds;
+  if (!origin_ && hasStarted_) {
+    origin_ = seconds < leastOffset ? 0 : seconds;
+    setDuration(declaredEnd_);
+  }
+  load_.position = seconds - origin_.value_or(0);
   if (!firstPosition_) firstPosition_ = seconds;
   load_.hasMoved = seconds > *firstPosition_;
 }
 
-void MpvLane::fail(const std::string& reason) {
+void MpvLane::fail(const Error& reason) {
   if (load_.failure) return;
-  std::string text = "The video cannot be played: ";
-  text += readerHasFailed() ? "its bytes cannot be read" : reason;
-  if (!lastError_.empty()) text += " (" + lastError_ + ")";
-  load_.failure = Error{std::move(text)};
+  load_.failure = readingFailure().value_or(reason);
   close();
 }
 
 bool MpvLane::failIfCutShort() {
-  if (!readerHasFailed() && !endsEarly(load_)) return false;
-  fail("it ends at " + secondsText(load_.position) + " of " + secondsText(load_.duration));
+  if (!readingFailure()) return false;
+  fail({});
   return true;
+}
+
+std::optional<Error> MpvLane::readingFailure() const {
+  if (!reader_) return std::nullopt;
+  if (auto failure = reader_->failure()) return failure;
+  const auto end = loader_->end();
+  if (end && end->error && !load_.hasPicture) return end->error;
+  if (!reader_->isCutShort()) return std::nullopt;
+  return playbackError(ErrorCode::cutShort, "its file ends before its end");
 }
 
 void MpvLane::endSeek(bool finished) {

@@ -4,14 +4,16 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <string>
 #include <utility>
 
-#include "Platform/Foundation/Error.hpp"
-#include "Platform/Media/AVURLAsset.hpp"
-#include "Platform/Media/MediaEngine.hpp"
-#include "Platform/Mpv/MpvHandle.hpp"
-#include "Platform/Mpv/MpvStreams.hpp"
+#include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Media/AVAssetResourceLoader.hpp"
+#include "Tavrin/Media/AVURLAsset.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
+#include "Tavrin/Mpv/Internal/MpvHandle.hpp"
+#include "Tavrin/Mpv/Internal/MpvPictures.hpp"
+#include "Tavrin/Mpv/Internal/MpvStreams.hpp"
+#include "Tavrin/Mpv/Internal/WatchedReader.hpp"
 
 namespace tavrin {
 
@@ -41,7 +43,11 @@ class MpvLane {
     bool finished;
   };
 
-  explicit MpvLane(std::unique_ptr<MpvHandle> handle) : handle_(std::move(handle)) {}
+  /// The number of a load that nobody has asked for yet.
+  static constexpr MediaEngine::LoadId nobodysLoad = 0;
+
+  MpvLane(std::unique_ptr<MpvHandle> handle, const MpvEngineOptions& options)
+      : handle_(std::move(handle)), pictures_(*handle_, options) {}
 
   bool isIdle() const { return phase_ == Phase::idle; }
   /// The load opened last.
@@ -50,12 +56,15 @@ class MpvLane {
 
   /// Opens the asset, paused. The lane must be idle.
   void open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& asset);
+  /// Gives the open load, which was nobody's, its number.
+  void adopt(MediaEngine::LoadId load) { load_.id = load; }
   /// Ends the load: at once for its reader, soon for the handle.
   void close();
-  /// Ends the load as failed, unless it has failed already.
-  void fail(const std::string& reason);
-  /// Fails a load that is at its end although there should be more of it: a read that failed and a
-  /// file that was cut short look like an end too. Returns whether it did.
+  /// Ends the load as failed, unless it has failed already. Where its bytes could not be had, that
+  /// is the reason.
+  void fail(const Error& reason);
+  /// Fails a load that is at its end although its body has more: a read that failed and a file that
+  /// was cut short look like an end too. Returns whether it did.
   bool failIfCutShort();
   void setPlaying(bool playing);
   void setMuted(bool muted);
@@ -76,19 +85,26 @@ class MpvLane {
   void handle(const MpvEvent& event);
   void handleObservation(const MpvEvent& event);
   void setPosition(double seconds);
+  void setDuration(double seconds);
   void endSeek(bool finished);
   void observeAnew();
   void ignoreObservations();
-  bool readerHasFailed() const { return stream_ && stream_->reader().hasFailed(); }
+  std::optional<Error> readingFailure() const;
 
   const std::unique_ptr<MpvHandle> handle_;
+  MpvPictures pictures_;
   Phase phase_ = Phase::idle;
   bool closesOnceStarted_ = false;
   MpvLoad load_;
-  std::optional<MpvStream> stream_;  // absent for a load that is opened by its address
-  std::optional<bool> hasVideoTrack_;
+  std::shared_ptr<AVAssetResourceLoader> loader_;
+  std::shared_ptr<WatchedReader> reader_;
+  std::optional<MpvStream> stream_;
+  std::uint64_t opening_ = 0;            // how many there have been
   std::optional<double> firstPosition_;  // since the observation began
-  std::string lastError_;
+  // Where the load's own time begins in its container's, in seconds; absent until it is known.
+  std::optional<double> origin_;
+  bool hasStarted_ = false;  // what is told of the position is that of a picture
+  double declaredEnd_ = 0;   // of the container, in seconds; 0 while it is not known
   std::uint64_t observation_ = 0;
 
   SeekPhase seekPhase_ = SeekPhase::none;

@@ -1,12 +1,14 @@
-#include "Platform/Mpv/MpvRequests.hpp"
+#include "Tavrin/Mpv/Internal/MpvRequests.hpp"
 
 #include <utility>
 
-#include "Platform/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
 
 namespace tavrin {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 void post(MpvRequests::Completion completion, bool finished) {
   if (!completion) return;
@@ -23,7 +25,7 @@ MpvRequests::Wishes MpvRequests::wishes() const {
 
 void MpvRequests::set(bool Wishes::* wish, bool value) {
   const LockGuard lock(mutex_);
-  wishes_.*wish = value;
+  if (std::exchange(wishes_.*wish, value) != value) wishes_.asked = Clock::now();
 }
 
 void MpvRequests::load(LoadId load, std::shared_ptr<AVURLAsset> asset) {
@@ -32,10 +34,18 @@ void MpvRequests::load(LoadId load, std::shared_ptr<AVURLAsset> asset) {
     const LockGuard lock(mutex_);
     if (load < wishes_.load) return;  // another thread has already asked for a newer one
     wishes_.load = load;
+    wishes_.asked = Clock::now();
     std::swap(wishes_.asset, asset);
     std::swap(seek_, overtaken);
   }
   if (overtaken) post(std::move(overtaken->completion), false);
+}
+
+void MpvRequests::expect(std::vector<std::shared_ptr<AVURLAsset>> assets) {
+  const LockGuard lock(mutex_);
+  if (wishes_.expected == assets) return;
+  wishes_.asked = Clock::now();
+  wishes_.expected.swap(assets);  // let go without the lock
 }
 
 void MpvRequests::seek(double seconds, Completion completion) {
@@ -43,6 +53,7 @@ void MpvRequests::seek(double seconds, Completion completion) {
   {
     const LockGuard lock(mutex_);
     overtaken = std::exchange(seek_, std::nullopt);
+    wishes_.asked = Clock::now();
     if (wishes_.asset) {
       seek_ = Seek{{++lastSeek_, seconds}, std::exchange(completion, nullptr)};
     }

@@ -1,13 +1,15 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
-#include "Platform/Foundation/Mutex.hpp"
-#include "Platform/Media/AVURLAsset.hpp"
-#include "Platform/Media/MediaEngine.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Media/AVURLAsset.hpp"
+#include "Tavrin/Media/MediaEngine.hpp"
 
 namespace tavrin {
 
@@ -20,6 +22,10 @@ class MpvRequests {
   struct Wishes {
     LoadId load = 0;
     std::shared_ptr<AVURLAsset> asset;
+    /// What may be loaded next, the likeliest first.
+    std::vector<std::shared_ptr<AVURLAsset>> expected;
+    /// When a load, a seek, playing or other assets were asked for last.
+    std::chrono::steady_clock::time_point asked;
     bool isPlaying = false;
     bool isMuted = false;
     bool waits = true;
@@ -32,6 +38,7 @@ class MpvRequests {
 
   Wishes wishes() const;
   void load(LoadId load, std::shared_ptr<AVURLAsset> asset);
+  void expect(std::vector<std::shared_ptr<AVURLAsset>> assets);
   void setPlaying(bool playing) { set(&Wishes::isPlaying, playing); }
   void setMuted(bool muted) { set(&Wishes::isMuted, muted); }
   void setWaits(bool waits) { set(&Wishes::waits, waits); }

@@ -1,4 +1,4 @@
-#include "Platform/Mpv/MpvSettings.hpp"
+#include "Tavrin/Mpv/Internal/MpvSettings.hpp"
 
 namespace tavrin {
 
@@ -29,7 +29,8 @@ constexpr MpvSetting settings[] = {
     // only containers of pictures and sound: no playlist, cue sheet, list of parts or still image.
     {"demuxer", "lavf"},
     {"demuxer-lavf-o", "format_whitelist=[mov,mp4,matroska,webm,mpegts,mpeg,avi,flv,ogg]"},
-    {"stream-lavf-o", "protocol_whitelist=[http,https,httpproxy,tcp,tls]"},
+    // Bytes come from the readers alone: libmpv opens no address, not even one that a file names.
+    {"stream-lavf-o", "protocol_whitelist=none"},
     {"access-references", "no"},
     {"ordered-chapters", "no"},
     {"load-unsafe-playlists", "no"},
@@ -39,7 +40,6 @@ constexpr MpvSetting settings[] = {
     {"audio-display", "no"},
     {"sub", "no"},
     {"sub-auto", "no"},
-    {"tls-verify", "yes"},
 
     // A load ends in its last picture, from where a seek plays it again.
     {"idle", "yes"},
@@ -61,6 +61,8 @@ constexpr MpvSetting settings[] = {
     {"vo", "libmpv"},
     {"video-timing-offset", "0"},
     {"hwdec", "no"},
+    // libmpv's software renderer says that it turns pictures, and does not: we do.
+    {"video-rotate", "no"},
     // More threads would have to be filled with frames before the first one comes out.
     {"vd-lavc-threads", "1"},
 

@@ -1,4 +1,4 @@
-#include "Platform/Mpv/MpvStreams.hpp"
+#include "Tavrin/Mpv/Internal/MpvStreams.hpp"
 
 #include <mpv/client.h>
 #include <mpv/stream_cb.h>
@@ -7,7 +7,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "Platform/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 
 namespace tavrin {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Media/AssetByteReader.hpp"
+#include "Tavrin/Media/AssetByteReader.hpp"
 
 struct mpv_handle;
 

@@ -1,8 +1,13 @@
-#include "Platform/View/ImageDownload.hpp"
+#include "Tavrin/View/Internal/ImageDownload.hpp"
 
 #include <utility>
 
 namespace tavrin {
+namespace {
+
+Error tooLarge() { return {ErrorCode::tooLarge, "the image's file is larger than the limit"}; }
+
+}  // namespace
 
 std::shared_ptr<ImageDownload> ImageDownload::make(std::int64_t limit, Callbacks callbacks) {
   return std::shared_ptr<ImageDownload>(new ImageDownload(limit, std::move(callbacks)));
@@ -13,7 +18,7 @@ void ImageDownload::urlSession(URLSession&, URLSessionDataTask&, const URLRespon
   expected_ = response.expectedContentLength;
   if (expected_ > limit_) {
     completionHandler(ResponseDisposition::cancel);
-    finish(Error{"the image is larger than the limit"});
+    finish(tooLarge());
     return;
   }
   completionHandler(ResponseDisposition::allow);
@@ -24,7 +29,7 @@ void ImageDownload::urlSession(URLSession&, URLSessionDataTask&, const URLRespon
 void ImageDownload::urlSession(URLSession& session, URLSessionDataTask&, const Data& chunk) {
   if (isFinished_) return;
   if (body_.count() + chunk.count() > limit_) {
-    finish(Error{"the image is larger than the limit"});
+    finish(tooLarge());
     session.invalidateAndCancel();
     return;
   }

@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "Platform/Foundation/URLSession.hpp"
+#include "Tavrin/Foundation/URLSession.hpp"
 
 namespace tavrin {
 

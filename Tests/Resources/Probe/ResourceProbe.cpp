@@ -6,9 +6,9 @@
 #include <iostream>
 #include <map>
 
-#include "Derived/Sources/GeneratedAssetSymbols.hpp"
-#include "Derived/Sources/TavrinAsset.hpp"
-#include "Derived/Sources/TavrinBundle.hpp"
+#include "Tavrin/Resources/GeneratedAssetSymbols.hpp"
+#include "Tavrin/Resources/TavrinAsset.hpp"
+#include "Tavrin/Resources/TavrinBundle.hpp"
 
 namespace {
 

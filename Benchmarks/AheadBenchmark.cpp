@@ -1,0 +1,132 @@
+// What it brings, and what it costs, that the neighbours of a video are open before a person steps
+// to them. Through the store and the real engine, without sound.
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "Benchmarks/Figures.hpp"
+#include "Benchmarks/PlayedWorkout.hpp"
+#include "Benchmarks/ProcessFigures.hpp"
+#include "Tavrin/Media/OpenAhead.hpp"
+
+namespace tavrin::benchmarks {
+namespace {
+
+constexpr std::int64_t items = 5;
+constexpr auto pause = 1s;  // a person's, between two steps
+
+struct Size {
+  std::string name;
+  std::string clip;
+  double laneLimit;  // MiB
+};
+
+std::string drawClip(const testing::TemporaryDirectory& directory) {
+  const auto file = (directory.path() / "1080.mp4").string();
+  const auto command =
+      "ffmpeg -v error -f lavfi -i testsrc2=size=1920x1080:rate=30 -t 6 -c:v libx264 -preset "
+      "veryfast"
+      " -pix_fmt yuv420p -movflags +faststart " +
+      file;
+  if (std::system(command.c_str()) != 0) std::abort();
+  return file;
+}
+
+const std::vector<Size>& sizes() {
+  static const testing::TemporaryDirectory directory;
+  static const std::vector<Size> all = {{"360", clips + "/squats.mp4", 12},
+                                        {"1080", drawClip(directory), 40}};
+  return all;
+}
+
+// There and back again, each step while the item before it plays.
+std::vector<double> steppingBothWays(PlayedWorkout& workout, int count) {
+  std::vector<double> times;
+  std::int64_t at = 0;
+  bool isBack = false;
+  workout.step(at);
+  workout.playOn(pause);
+  for (int i = 0; i < count; ++i) {
+    if (at == items - 1) isBack = true;
+    if (at == 0) isBack = false;
+    at += isBack ? -1 : 1;
+    times.push_back(workout.step(at, isBack).value_or(std::nan("")));
+    workout.playOn(pause);
+  }
+  return times;
+}
+
+void steps(Figures& figures) {
+  for (const auto& size : sizes()) {
+    PlayedWorkout workout(items, true, "plain", size.clip);
+    const auto times = steppingBothWays(workout, 40);
+    const auto id = "play.step_ahead_" + size.name;
+    figures.report(id, median(times), "ms to the picture", atMost(2));
+    figures.report(id + "_worst", *std::ranges::max_element(times), "ms to the picture", atMost(8));
+  }
+}
+
+// The middle item of three, with both neighbours open ahead and without.
+void memory(Figures& figures) {
+  for (const auto& size : sizes()) {
+    OpenAhead::setAllowed(false);
+    PlayedWorkout workout(items, true, "plain", size.clip);
+    for (const std::int64_t i : {0, 1}) {
+      workout.step(i);
+      workout.playOn(pause);
+    }
+    const auto before = residentBytes();
+    OpenAhead::setAllowed(true);
+    workout.playOn(2 * pause);
+    const auto lane = static_cast<double>(residentBytes() - before) / 2 / (1 << 20);
+    figures.report("play.ahead_memory_" + size.name, lane, "MiB a lane", atMost(size.laneLimit));
+  }
+}
+
+// Pictures of the current clip in a time in which its neighbours are opened and let go again and
+// again, beside one in which nothing is.
+void cost(Figures& figures) {
+  for (const auto& size : sizes()) {
+    PlayedWorkout workout(items, true, "plain", size.clip);
+    for (const std::int64_t i : {0, 1}) {
+      workout.step(i);
+      workout.playOn(pause);
+    }
+    std::atomic<int> pictures = 0;
+    const auto count = [&](bool opensAhead) {
+      pictures = 0;
+      for (int i = 0; i < 10; ++i) {
+        OpenAhead::setAllowed(opensAhead && i % 2 == 0);
+        pumpFor(400ms);
+      }
+      return pictures.load();
+    };
+    workout.player()->engine().setPictureHandler([&] { ++pictures; });
+    OpenAhead::setAllowed(false);
+    pumpFor(pause);
+    const int alone = count(false);
+    const int beside = count(true);
+    workout.player()->engine().setPictureHandler(nullptr);
+    OpenAhead::setAllowed(true);
+    // A frame may fall on either side of a time's end.
+    figures.report("play.ahead_cost_" + size.name, std::max(0, alone - beside),
+                   "frames missed of " + std::to_string(alone), atMost(1));
+  }
+}
+
+}  // namespace
+}  // namespace tavrin::benchmarks
+
+int main(int argc, char** argv) {
+  using namespace tavrin::benchmarks;
+  Figures figures(argc, argv);
+  useMpv();
+  figures.measure({"play.step_ahead"}, steps);
+  figures.measure({"play.ahead_memory"}, memory);
+  figures.measure({"play.ahead_cost"}, cost);
+  return figures.exitStatus();
+}

@@ -1,0 +1,118 @@
+// What surrounds the player's process: its network, and what the system gives it.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "Load/Clips.hpp"
+#include "Load/FaultCampaignFault.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
+#include "Tests/Support/PrivateNetwork.hpp"
+#include "Tests/Support/TLSServer.hpp"
+
+namespace {
+
+std::atomic<bool> isDiskSlow = false;
+
+}  // namespace
+
+// In place of the C library's, for the library that is linked into this program.
+extern "C" int fdatasync(int file) {
+  if (isDiskSlow) std::this_thread::sleep_for(std::chrono::seconds(2));
+  return static_cast<int>(::syscall(SYS_fdatasync, file));
+}
+
+namespace tavrin::load {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void insist(bool isPossible) {
+  if (!isPossible) std::abort();
+}
+
+void loseNameServer(const fs::path&) { insist(testing::enterPrivateNetwork()); }
+
+// A server whose certificate is of its own making; trusted by the player, or not.
+void serveSecurely(bool isTrusted) {
+  static const testing::TemporaryDirectory folder;
+  static const testing::TLSServer server(folder.path());
+  insist(testing::enterPrivateNetwork(isTrusted ? server.certificate() : ""));
+  const auto clip = testClip("long.mp4");
+  server.serve(faultyName, "HTTP/1.1 200 OK\r\nContent-Type: video/mp4\r\nContent-Length: " +
+                               std::to_string(clip.size()) + "\r\n\r\n" + clip);
+  server.start();
+}
+
+std::vector<int>& takenDescriptors() {
+  static std::vector<int> taken;
+  return taken;
+}
+
+void takeDescriptors(const fs::path&) {
+  auto& taken = takenDescriptors();
+  for (int next = 0; next >= 0;) {
+    next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (next >= 0) taken.push_back(next);
+  }
+}
+
+void giveDescriptorsBack() {
+  for (const int each : std::exchange(takenDescriptors(), {})) ::close(each);
+}
+
+void limit(__rlimit_resource resource, rlim_t most) {
+  rlimit now{};
+  insist(::getrlimit(resource, &now) == 0);
+  now.rlim_cur = std::min(most, now.rlim_max);
+  insist(::setrlimit(resource, &now) == 0);
+}
+
+}  // namespace
+
+std::vector<Fault> networkFaults() {
+  const auto needless = [](const fs::path&) {
+    ::setenv("http_proxy", "http://127.0.0.1:9", 1);
+    ::setenv("all_proxy", "http://127.0.0.1:9", 1);
+  };
+  return {
+      {.name = "network: a name that never resolves",
+       .address = "http://nowhere.example/" + faultyName,
+       .begin = loseNameServer},
+      {.name = "network: TLS with a certificate of nobody's",
+       .address = "https://127.0.0.1:4433/" + faultyName,
+       .begin = [](const fs::path&) { serveSecurely(false); }},
+      {.name = "network: TLS with a certificate that is trusted",
+       .address = "https://127.0.0.1:4433/" + faultyName,
+       .begin = [](const fs::path&) { serveSecurely(true); }},
+      {.name = "network: proxies that are not there", .begin = needless},
+  };
+}
+
+std::vector<Fault> scarcities() {
+  return {
+      {.name = "scarce: no free descriptor",
+       .begin = [](const fs::path&) { limit(RLIMIT_NOFILE, 256); },
+       .strike = takeDescriptors,
+       .relent = giveDescriptorsBack},
+      {.name = "scarce: no further thread",
+       .prepare = [](const fs::path& cache) { return giveToEverybody(cache, 0700); },
+       .begin = becomeOrdinaryUser,
+       .strike = [](const fs::path&) { limit(RLIMIT_NPROC, 1); },
+       .relent = [] { limit(RLIMIT_NPROC, RLIM_INFINITY); }},
+      {.name = "scarce: a disk that takes 2 s for each file",
+       .begin = [](const fs::path&) { isDiskSlow = true; },
+       .leavesTemporaryFiles = true},
+  };
+}
+
+}  // namespace tavrin::load

@@ -1,0 +1,131 @@
+#include "Tavrin/Curl/Request.hpp"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <strings.h>
+#include <sys/socket.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "Tavrin/Curl/PartAnswer.hpp"
+
+namespace tavrin::curl {
+
+namespace {
+
+// What a transfer may receive beyond its limit, and what curl itself holds.
+constexpr long receiveBufferBytes = 32L * 1024;
+constexpr long mostRedirects = 20;
+constexpr const char* schemes = "http,https";
+constexpr const char* userAgent = "Tavrin/" TAVRIN_VERSION;
+
+template <class... Arguments>
+bool set(CURL* handle, CURLoption option, Arguments... arguments) {
+  return curl_easy_setopt(handle, option, arguments...) == CURLE_OK;
+}
+
+// Whom no proxy is asked for: whom the environment names, and this machine.
+std::string directHosts(const URLSessionConfiguration& configuration) {
+  const char* named = std::getenv("no_proxy");
+  if (named == nullptr) named = std::getenv("NO_PROXY");
+  std::string hosts = named == nullptr ? "" : named;
+  // Alone, it names every host.
+  if (hosts == "*" || configuration.sendsLoopbackToProxy) return hosts;
+  return hosts + (hosts.empty() ? "" : ",") + "localhost,127.0.0.0/8,::1";
+}
+
+std::size_t onHeader(char* line, std::size_t size, std::size_t count, void* receiver) {
+  const auto bytes = size * count;
+  return static_cast<RequestReceiver*>(receiver)->receiveHeader({line, bytes}) ? bytes : 0;
+}
+
+// The result is 0 for no bytes too, of which curl has none.
+std::size_t onBody(char* body, std::size_t size, std::size_t count, void* receiver) {
+  const auto bytes = std::as_bytes(std::span(body, size * count));
+  return static_cast<RequestReceiver*>(receiver)->receiveBody(bytes) ? bytes.size() : 0;
+}
+
+}  // namespace
+
+std::unique_ptr<Request> Request::make(const URLRequest& asked,
+                                       const URLSessionConfiguration& configuration,
+                                       RequestReceiver& receiver) {
+  std::unique_ptr<Request> request(new Request);
+  request->handle_.reset(curl_easy_init());
+  const bool isMade = request->handle() != nullptr && request->setUp(asked, configuration) &&
+                      request->setRules(configuration) && request->setReceiver(receiver);
+  return isMade ? std::move(request) : nullptr;
+}
+
+bool Request::addHeader(const char* line) {
+  auto* longer = curl_slist_append(headers_.get(), line);
+  if (longer == nullptr) return false;
+  static_cast<void>(headers_.release());
+  headers_.reset(longer);
+  return true;
+}
+
+bool Request::setUp(const URLRequest& asked, const URLSessionConfiguration& configuration) {
+  using Policy = URLSessionConfiguration::RequestCachePolicy;
+  const bool isFresh =
+      configuration.requestCachePolicy == Policy::reloadIgnoringLocalAndRemoteCacheData;
+  for (const auto& line : partHeaders(asked)) {
+    if (!addHeader(line.c_str())) return false;
+  }
+  return addHeader("Accept-Encoding: identity") &&
+         (!isFresh || addHeader("Cache-Control: no-cache")) &&
+         set(handle(), CURLOPT_HTTPHEADER, headers_.get()) &&
+         set(handle(), CURLOPT_USERAGENT, userAgent) &&
+         set(handle(), CURLOPT_ERRORBUFFER, errorText_.data()) &&
+         set(handle(), CURLOPT_BUFFERSIZE, receiveBufferBytes) &&
+         set(handle(), CURLOPT_URL, asked.url.absoluteString().c_str());
+}
+
+bool Request::setRules(const URLSessionConfiguration& configuration) {
+  const auto direct = directHosts(configuration);
+  // One transfer to a connection: a paused one must neither hold up another nor be buffered. And
+  // none after it, for what a server leaves behind an answer would be taken for the next one's.
+  return set(handle(), CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}) &&
+         set(handle(), CURLOPT_FORBID_REUSE, 1L) && set(handle(), CURLOPT_PROTOCOLS_STR, schemes) &&
+         set(handle(), CURLOPT_REDIR_PROTOCOLS_STR, schemes) &&
+         set(handle(), CURLOPT_FOLLOWLOCATION, 1L) &&
+         set(handle(), CURLOPT_MAXREDIRS, mostRedirects) &&
+         set(handle(), CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
+         set(handle(), CURLOPT_NOPROXY, direct.c_str()) &&
+         // Letting go of a transfer does not wait for its name server.
+         set(handle(), CURLOPT_QUICK_EXIT, 1L) && set(handle(), CURLOPT_NOSIGNAL, 1L);
+}
+
+bool Request::setReceiver(RequestReceiver& receiver) {
+  return set(handle(), CURLOPT_HEADERFUNCTION, onHeader) &&
+         set(handle(), CURLOPT_HEADERDATA, &receiver) &&
+         set(handle(), CURLOPT_WRITEFUNCTION, onBody) &&
+         set(handle(), CURLOPT_WRITEDATA, &receiver);
+}
+
+void Request::followRedirect() {
+  const char* scheme = nullptr;
+  curl_easy_getinfo(handle(), CURLINFO_SCHEME, &scheme);
+  if (scheme == nullptr || strcasecmp(scheme, "https") != 0) return;
+  isSecure_ = true;
+  set(handle(), CURLOPT_REDIR_PROTOCOLS_STR, "https");
+}
+
+// Of what nobody reads the system would still take some hundred KiB off the link.
+void Request::setWindow(bool isOpen) {
+  constexpr int leastBytes = 4096, mostBytes = 1 << 30;
+  curl_socket_t socket = CURL_SOCKET_BAD;
+  curl_easy_getinfo(handle(), CURLINFO_ACTIVESOCKET, &socket);
+  if (socket == CURL_SOCKET_BAD) return;
+  const int bytes = isOpen ? mostBytes : leastBytes;
+  ::setsockopt(socket, IPPROTO_TCP, TCP_WINDOW_CLAMP, &bytes, sizeof bytes);
+}
+
+bool Request::isLookingUpName() const {
+  curl_off_t microseconds = 0;
+  curl_easy_getinfo(handle(), CURLINFO_NAMELOOKUP_TIME_T, &microseconds);
+  return microseconds == 0;
+}
+
+}  // namespace tavrin::curl

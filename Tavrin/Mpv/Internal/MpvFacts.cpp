@@ -1,0 +1,48 @@
+#include "Tavrin/Mpv/Internal/MpvFacts.hpp"
+
+#include <mpv/client.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace tavrin {
+
+namespace {
+
+// Of the codecs that people meet, those that have no more than eight bits, or are never used so.
+constexpr std::string_view plainCodecs[] = {"h264", "vp8",    "mpeg4", "mpeg2video", "mpeg1video",
+                                            "h263", "theora", "mjpeg", "flv1"};
+
+const mpv_node* member(const mpv_node& node, std::string_view name) {
+  if (node.format != MPV_FORMAT_NODE_MAP) return nullptr;
+  const auto& list = *node.u.list;
+  for (int i = 0; i < list.num; ++i) {
+    if (list.keys[i] == name) return &list.values[i];
+  }
+  return nullptr;
+}
+
+std::int64_t number(const mpv_node& node, std::string_view name) {
+  const auto* value = member(node, name);
+  return value && value->format == MPV_FORMAT_INT64 ? value->u.int64 : 0;
+}
+
+std::string_view text(const mpv_node& node, std::string_view name) {
+  const auto* value = member(node, name);
+  return value && value->format == MPV_FORMAT_STRING ? value->u.string : "";
+}
+
+}  // namespace
+
+TrackFacts TrackFacts::of(const mpv_node& track) {
+  return {number(track, "demux-w"), number(track, "demux-h"),
+          turnOfDegrees(static_cast<double>(number(track, "demux-rotation"))),
+          std::ranges::find(plainCodecs, text(track, "codec")) == std::end(plainCodecs)};
+}
+
+PictureFacts PictureFacts::of(const mpv_node& parameters) {
+  const auto gamma = text(parameters, "gamma");
+  return {number(parameters, "w"), number(parameters, "h"), gamma == "pq" || gamma == "hlg"};
+}
+
+}  // namespace tavrin

@@ -1,0 +1,35 @@
+#include "Tavrin/Mpv/Internal/WatchedReader.hpp"
+
+namespace tavrin {
+
+bool WatchedReader::isCutShort() const {
+  const LockGuard lock(mutex_);
+  return end_ && declared_.value() && *declared_.value() > *end_;
+}
+
+std::optional<std::int64_t> WatchedReader::size() {
+  const auto size = reader_->size();
+  const LockGuard lock(mutex_);
+  if (size) end_ = size;
+  return size;
+}
+
+bool WatchedReader::seek(std::int64_t offset) {
+  if (!reader_->seek(offset)) return false;
+  position_ = offset;
+  return true;
+}
+
+std::int64_t WatchedReader::read(std::span<std::byte> buffer) {
+  const auto count = reader_->read(buffer);
+  const LockGuard lock(mutex_);
+  if (count > 0) {
+    declared_.see(position_, buffer.first(static_cast<std::size_t>(count)));
+    position_ += count;
+  } else if (count == 0 && !buffer.empty()) {
+    end_ = position_;
+  }
+  return count;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+
+#include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Media/AssetByteReader.hpp"
+#include "Tavrin/Mpv/Internal/DeclaredEnd.hpp"
+
+namespace tavrin {
+
+/// Passes on another reader's bytes and notices whether they end before the file says they do.
+class WatchedReader final : public AssetByteReader {
+ public:
+  explicit WatchedReader(std::shared_ptr<AssetByteReader> reader) : reader_(std::move(reader)) {}
+
+  /// Whether the body has come to its end and is shorter than it should be. Any thread.
+  bool isCutShort() const;
+
+  std::optional<std::int64_t> size() override;
+  bool seek(std::int64_t offset) override;
+  std::int64_t read(std::span<std::byte> buffer) override;
+  void cancel() override { reader_->cancel(); }
+  std::optional<Error> failure() const override { return reader_->failure(); }
+
+ private:
+  const std::shared_ptr<AssetByteReader> reader_;
+  std::int64_t position_ = 0;  // bytes; the reading thread's
+  mutable Mutex mutex_;
+  DeclaredEnd declared_ TAVRIN_GUARDED_BY(mutex_);
+  std::optional<std::int64_t> end_ TAVRIN_GUARDED_BY(mutex_);  // bytes; where the body really ends
+};
+
+}  // namespace tavrin

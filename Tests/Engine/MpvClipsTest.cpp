@@ -1,0 +1,168 @@
+// Clips that people really have: what is drawn of them, and what is told of those that give
+// nothing.
+#include <gmock/gmock.h>
+
+#include <array>
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Testing/RecordingListener.hpp"
+#include "Tests/Engine/MpvSubject.hpp"
+
+namespace tavrin::testing {
+
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+class MpvClipsTest : public ::testing::Test {
+ protected:
+  static constexpr int width = 96;
+  static constexpr int height = 64;
+
+  void load(Data bytes) {
+    resource = ScriptedResource::make(std::move(bytes));
+    engine->load(++number, resource->asset());
+  }
+  bool hears(const std::string& report, long times = 1) {
+    const auto wanted = report + " " + std::to_string(number);
+    return DispatchQueue::main().runUntil([&] { return listener->count(wanted) >= times; }, 30s);
+  }
+
+  /// The red, green and blue of a point of the current picture.
+  std::array<int, 3> pixel(int x, int y) const {
+    const auto* at = &pixels[static_cast<std::size_t>(y * width + x) * 4];
+    return {std::to_integer<int>(at[0]), std::to_integer<int>(at[1]), std::to_integer<int>(at[2])};
+  }
+  char colour(int x, int y) const {
+    const auto [red, green, blue] = pixel(x, y);
+    if (red > 200 && green > 200 && blue > 200) return 'w';
+    if (red < 50 && green < 50 && blue < 50) return '-';
+    return red > 200 ? 'r' : green > 200 ? 'g' : 'b';
+  }
+  /// The colours of the four quarters of a picture of this size, by rows, and of the four places
+  /// just outside it: above, below, left, right.
+  std::string drawn(int pictureWidth, int pictureHeight) {
+    pixels.fill({});
+    if (!engine->draw({pixels.data(), width, height, width * 4})) return "no picture";
+    const int left = width / 2 - pictureWidth / 4, right = width / 2 + pictureWidth / 4;
+    const int top = height / 2 - pictureHeight / 4, bottom = height / 2 + pictureHeight / 4;
+    const int beside = width / 2 - pictureWidth / 2 - 3;
+    std::string letters = {colour(left, top), colour(right, top), colour(left, bottom),
+                           colour(right, bottom)};
+    return letters + (beside < 0 ? '-' : colour(beside, height / 2));
+  }
+
+  ErrorLog log;
+  std::shared_ptr<RecordingListener> listener = std::make_shared<RecordingListener>();
+  std::shared_ptr<ScriptedResource> resource;
+  std::unique_ptr<MediaEngine> engine = makeMpvEngine(listener, log.options());
+  MediaEngine::LoadId number = 0;
+  alignas(64) std::array<std::byte, width * height * 4> pixels{};
+};
+
+}  // namespace
+
+TEST_F(MpvClipsTest, StandsATurnedClipUprightAndForgetsItWithTheNextOne) {
+  struct Case {
+    std::string name;
+    int width, height;    // of the picture as it is drawn
+    const char* colours;  // by rows; then what lies to its left
+  };
+  // What ffmpeg draws of them.
+  const Case cases[] = {{"corners", 85, 64, "rgbw-"},   {"turned90", 48, 64, "gwrb-"},
+                        {"corners", 85, 64, "rgbw-"},   {"turned180", 85, 64, "wbgr-"},
+                        {"turned270", 48, 64, "brwg-"}, {"turned-square", 64, 64, "gwrb-"},
+                        {"corners", 85, 64, "rgbw-"}};
+  for (const auto& [name, across, down, colours] : cases) {
+    load(clip(name + ".mp4"));
+    ASSERT_TRUE(hears("ready")) << name;
+    EXPECT_EQ(drawn(across, down), colours) << name;
+  }
+}
+
+TEST_F(MpvClipsTest, DrawsAHighDynamicRangeAsAScreenCanShowIt) {
+  for (const auto* name : {"smpte2084.mp4", "corners.mp4", "arib-std-b67.mp4"}) {
+    load(clip(name));
+    ASSERT_TRUE(hears("ready")) << name;
+    const auto colours = drawn(85, 64);
+    if (name == std::string("corners.mp4")) {
+      EXPECT_EQ(colours, "rgbw-");
+      continue;
+    }
+    for (const int part : pixel(width / 2, height / 2)) {
+      EXPECT_THAT(part, ::testing::AllOf(::testing::Gt(60), ::testing::Lt(200))) << name;
+    }
+  }
+}
+
+TEST_F(MpvClipsTest, CountsTimesFromTheClipsOwnStart) {
+  load(clip("offset.mp4"));  // its container's clock begins at 143165 s
+  ASSERT_TRUE(hears("ready"));
+  const auto knowsItsLength = [&] { return engine->duration() && engine->duration()->seconds < 2; };
+  EXPECT_TRUE(DispatchQueue::main().runUntil(knowsItsLength, 30s));
+  EXPECT_LT(engine->currentTime().seconds, 0.1);
+  bool hasEnded = false;
+  engine->seek({0.5}, [&](bool) { hasEnded = true; });
+  ASSERT_TRUE(DispatchQueue::main().runUntil([&] { return hasEnded; }, 30s));
+  EXPECT_NEAR(engine->currentTime().seconds, 0.5, 0.05);
+}
+
+TEST_F(MpvClipsTest, PlaysToItsEndWhatDeclaresMoreTimeThanItHasPictures) {
+  engine->setPlaying(true);
+  load(clip("longer.mp4"));
+  ASSERT_TRUE(hears("ready"));
+  ASSERT_TRUE(hears("end"));
+  EXPECT_THAT(listener->reports(), ElementsAre("ready 1", "end 1"));
+}
+
+TEST_F(MpvClipsTest, FailsForAVideoThatDecodesToNothingWithAndWithoutSound) {
+  engine->setPlaying(true);
+  auto garbage = std::string(clip("corners.mp4").text());
+  const auto body = garbage.find("mdat") + 4;
+  for (auto i = body; i < garbage.size() && i < body + 500; ++i)
+    garbage[i] = static_cast<char>(i * 37);
+  for (const auto& bytes : {clip("encrypted.mp4"), Data(garbage)}) {
+    load(bytes);
+    ASSERT_TRUE(hears("failed"));
+    EXPECT_EQ(listener->error().code, ErrorCode::noPicture);
+    EXPECT_EQ(drawn(64, 64), "no picture");
+  }
+  EXPECT_THAT(listener->reports(), ElementsAre("failed 1", "failed 2"));
+}
+
+TEST_F(MpvClipsTest, RefusesPicturesThatAreTooLargeAndSaysSo) {
+  auto options = log.options();
+  options.maxSide = 159;
+  engine = makeMpvEngine(listener, options);
+  load(clip("red.webm"));  // of 160 x 120
+  ASSERT_TRUE(hears("failed"));
+  EXPECT_EQ(listener->error().code, ErrorCode::tooLarge);
+  options.maxSide = 160;
+  options.maxPixels = 160 * 120 - 1;
+  engine = makeMpvEngine(listener, options);
+  load(clip("red.webm"));
+  ASSERT_TRUE(hears("failed"));
+  EXPECT_EQ(listener->reports(), (std::vector<std::string>{"failed 1", "failed 2"}));
+}
+
+TEST_F(MpvClipsTest, TellsWhatTheLoaderKnowsAndNothingOfLibmpvs) {
+  resource = ScriptedResource::make(clip("corners.mp4"));
+  resource->setAvailable(0);
+  const auto asset = resource->asset();
+  resource->breakOff(asset);
+  engine->load(++number, asset);
+  ASSERT_TRUE(hears("failed"));
+  EXPECT_EQ(listener->error(), *asset->resourceLoader()->end()->error);
+
+  load(Data("<!DOCTYPE html><title>Not found</title>"));
+  ASSERT_TRUE(hears("failed"));
+  EXPECT_EQ(listener->error().code, ErrorCode::unsupported);
+  EXPECT_THAT(listener->error().description, ::testing::Not(HasSubstr("tavrin-reader")));
+}
+
+}  // namespace tavrin::testing

@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <future>
+
+#include "Tavrin/Foundation/DispatchQueue.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
+
+namespace tavrin {
+namespace {
+
+using ::testing::ExitedWithCode;
+
+// A hang ends by SIGALRM.
+constexpr unsigned hangsAfter = 10;  // seconds
+
+class ProcessEndDeathTest : public ::testing::Test {
+ protected:
+  void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+  // The shared executor with nothing to do.
+  static void useExecutor() {
+    std::promise<void> ran;
+    Executor::shared().post([&] { ran.set_value(); });
+    ran.get_future().wait();
+  }
+};
+
+TEST_F(ProcessEndDeathTest, AForkedChildEnds) {
+  useExecutor();
+  const auto child = fork();
+  if (child == 0) {
+    alarm(hangsAfter);
+    Executor::shared().post([] {});
+    std::exit(7);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7) << status;
+  useExecutor();
+}
+
+TEST_F(ProcessEndDeathTest, AJobMayEndTheProcess) {
+  const auto endFromAJob = [] {
+    alarm(hangsAfter);
+    useExecutor();
+    Executor::shared().post([] { std::exit(7); });
+    for (;;) pause();
+  };
+  EXPECT_EXIT(endFromAJob(), ExitedWithCode(7), "");
+}
+
+TEST_F(ProcessEndDeathTest, AJobThatNeverEndsHoldsUpNoExit) {
+  const auto endUnderAJob = [] {
+    alarm(hangsAfter);
+    useExecutor();
+    Executor::shared().post([] {
+      for (;;) pause();
+    });
+    std::exit(7);
+  };
+  EXPECT_EXIT(endUnderAJob(), ExitedWithCode(7), "");
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// A thread's stack takes more than is left.
+TEST_F(ProcessEndDeathTest, WithoutThreadsJobsRunOnTheMainQueue) {
+  const auto runWithout = [] {
+    alarm(hangsAfter);
+    rlim_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlim_t most = pages * static_cast<rlim_t>(getpagesize()) + (4 << 20);
+    const rlimit limit{most, most};
+    setrlimit(RLIMIT_AS, &limit);
+    int ran = 0;
+    for (int i = 0; i < 3; ++i) Executor::shared().post([&] { ++ran; });
+    const bool isDone =
+        DispatchQueue::main().runUntil([&] { return ran == 3; }, std::chrono::seconds(5));
+    std::exit(isDone ? 7 : 1);
+  };
+  EXPECT_EXIT(runWithout(), ExitedWithCode(7), "");
+}
+#endif
+
+}  // namespace
+}  // namespace tavrin

@@ -1,0 +1,10 @@
+# Every header for a host compiles behind X11's and GLib's macros and with Qt's keywords on.
+find_package(X11 REQUIRED)
+pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
+file(GLOB_RECURSE headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Tavrin/*.hpp)
+list(FILTER headers EXCLUDE REGEX "/Internal/|^Tavrin/(Curl|FFmpeg|WebP)/")
+list(TRANSFORM headers REPLACE "(.+)" "#include \"\\1\"")
+list(JOIN headers "\n" HOST_HEADERS)
+configure_file(Support/HostHeaders.cpp.in HostHeaders.cpp @ONLY)
+add_library(TavrinHostHeaders OBJECT ${CMAKE_CURRENT_BINARY_DIR}/HostHeaders.cpp)
+target_link_libraries(TavrinHostHeaders PRIVATE TavrinTesting TavrinWarnings X11::X11 PkgConfig::GLIB)
