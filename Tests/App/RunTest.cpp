@@ -11,6 +11,7 @@
 #include "Tavrin/Testing/RangeServer.hpp"
 #include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/App/CommandLine.hpp"
+#include "Tests/Support/Sanitizers.hpp"
 
 // The program from the outside: real engine, real cache, real network over loopback.
 namespace tavrin::testing {
@@ -170,15 +171,7 @@ TEST_F(RunTest, WrongArgumentsAndFilesAreExplained) {
 }
 
 // For a command; a sanitizer needs more than any.
-#ifndef __has_feature
-#define __has_feature(name) false
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
-    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-const std::string memoryBound;
-#else
-const std::string memoryBound = "ulimit -v 300000; ";  // KiB
-#endif
+const std::string memoryBound = isSanitized ? "" : "ulimit -v 300000; ";  // KiB
 
 TEST_F(RunTest, NeitherHugeFilesNorPipesNorClosedStreamsHarmIt) {
   std::ofstream(path("sparse.json")) << "{";

@@ -139,7 +139,7 @@ TEST_F(CacheManagerTest, PreparingOpensAFileAndReadsNothing) {
 }
 
 TEST_F(CacheManagerTest, WithoutADescriptorAVideoIsNotPreparedAndStreams) {
-  if (testing::isAddressSanitized) GTEST_SKIP() << "UBSan needs descriptors of its own";
+  if (testing::isAddressSanitized) GTEST_SKIP() << testing::descriptorsNeeded;
   addFile("a.mp4", testing::makeBody(100'000));
   rlimit before{};
   getrlimit(RLIMIT_NOFILE, &before);

@@ -179,7 +179,7 @@ TEST_F(SurroundingsDeathTest, LoopbackIsReachedWithoutTheProxy) {
 }
 
 TEST_F(SurroundingsDeathTest, DownloadsStartAgainOnceThereAreDescriptors) {
-  if (isAddressSanitized) GTEST_SKIP() << "UBSan needs descriptors of its own";
+  if (isAddressSanitized) GTEST_SKIP() << descriptorsNeeded;
   EXPECT_EXIT(runOutOfDescriptors(), succeeds, "");
 }
 
@@ -192,7 +192,7 @@ TEST_F(SurroundingsDeathTest, ADelegateMayEndTheProcess) {
 }
 
 TEST_F(SurroundingsDeathTest, AForkedChildEndsAfterADownload) {
-  if (isAddressSanitized) GTEST_SKIP() << "leaks cannot be told in a forked child";
+  if (isAddressSanitized) GTEST_SKIP() << forkedBesideThreads;
   EXPECT_EXIT(endAForkedChild(), succeeds, "");
 }
 

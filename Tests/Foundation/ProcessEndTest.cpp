@@ -9,6 +9,7 @@
 
 #include "Tavrin/Foundation/DispatchQueue.hpp"
 #include "Tavrin/Foundation/Executor.hpp"
+#include "Tests/Support/Sanitizers.hpp"
 
 namespace tavrin {
 namespace {
@@ -31,6 +32,7 @@ class ProcessEndDeathTest : public ::testing::Test {
 };
 
 TEST_F(ProcessEndDeathTest, AForkedChildEnds) {
+  if (testing::isAddressSanitized) GTEST_SKIP() << testing::forkedBesideThreads;
   useExecutor();
   const auto child = fork();
   if (child == 0) {
@@ -66,9 +68,9 @@ TEST_F(ProcessEndDeathTest, AJobThatNeverEndsHoldsUpNoExit) {
   EXPECT_EXIT(endUnderAJob(), ExitedWithCode(7), "");
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 // A thread's stack takes more than is left.
 TEST_F(ProcessEndDeathTest, WithoutThreadsJobsRunOnTheMainQueue) {
+  if (testing::isSanitized) GTEST_SKIP() << "a sanitizer takes more address space";
   const auto runWithout = [] {
     alarm(hangsAfter);
     rlim_t pages = 0;
@@ -84,7 +86,6 @@ TEST_F(ProcessEndDeathTest, WithoutThreadsJobsRunOnTheMainQueue) {
   };
   EXPECT_EXIT(runWithout(), ExitedWithCode(7), "");
 }
-#endif
 
 }  // namespace
 }  // namespace tavrin
