@@ -22,11 +22,25 @@ std::shared_ptr<CurlDataTask> CurlDataTask::make(std::shared_ptr<CurlSession> se
 
 void CurlDataTask::resume() {
   if (!isStarted_.exchange(true)) transfer_->start(shared_from_this());
-  if (isSuspended_.exchange(false)) scheduleTurn();
+  if (takeSuspended()) scheduleTurn();
 }
 
-// What has come stays in the inbox, and the transfer waits once that is full.
-void CurlDataTask::suspend() { isSuspended_ = true; }
+// What has come stays in the inbox, and the transfer waits once that is full. It may also have
+// ended, and then keeps the task no more.
+void CurlDataTask::suspend() {
+  const LockGuard lock(mutex_);
+  if (!isCancelled_) suspended_ = shared_from_this();
+}
+
+bool CurlDataTask::isSuspended() const {
+  const LockGuard lock(mutex_);
+  return suspended_ != nullptr;
+}
+
+std::shared_ptr<CurlDataTask> CurlDataTask::takeSuspended() {
+  const LockGuard lock(mutex_);
+  return std::exchange(suspended_, nullptr);
+}
 
 void CurlDataTask::setPriority(double priority) {
   const auto before = this->priority();
@@ -35,6 +49,11 @@ void CurlDataTask::setPriority(double priority) {
 }
 
 void CurlDataTask::cancel() {
+  {
+    const LockGuard lock(mutex_);
+    isCancelled_ = true;
+  }
+  const auto self = takeSuspended();
   inbox_.drop();
   transfer_->stop();
 }
@@ -65,7 +84,7 @@ void CurlDataTask::takeTurn() {
   const auto delegate = session_->delegate();
   if (delegate == nullptr) return;
   for (int i = 0; i < callsATurn; ++i) {
-    if (isSuspended_ || DeliveryThreads::shared().isStopping()) return;
+    if (isSuspended() || DeliveryThreads::shared().isStopping()) return;
     const auto* event = inbox_.take();
     if (event == nullptr) return;
     deliver(*delegate, *event);

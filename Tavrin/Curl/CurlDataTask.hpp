@@ -7,6 +7,7 @@
 #include "Tavrin/Curl/Inbox.hpp"
 #include "Tavrin/Curl/Transfer.hpp"
 #include "Tavrin/Curl/TransferClient.hpp"
+#include "Tavrin/Foundation/Mutex.hpp"
 #include "Tavrin/Foundation/URLSession.hpp"
 
 namespace tavrin::curl {
@@ -36,6 +37,8 @@ class CurlDataTask final : public URLSessionDataTask,
                const TransferLimits& limits)
       : session_(std::move(session)), transfer_(std::move(transfer)), inbox_(limits) {}
 
+  bool isSuspended() const;
+  std::shared_ptr<CurlDataTask> takeSuspended();
   void scheduleTurn();
   void takeTurn();
   void deliver(URLSessionDataDelegate& delegate, const Inbox::Event& event);
@@ -47,8 +50,10 @@ class CurlDataTask final : public URLSessionDataTask,
   const std::shared_ptr<Transfer> transfer_;
 
   std::atomic<bool> isStarted_ = false;
-  std::atomic<bool> isSuspended_ = false;
   Inbox inbox_;
+  mutable Mutex mutex_;
+  std::shared_ptr<CurlDataTask> suspended_ TAVRIN_GUARDED_BY(mutex_);  // itself, while it is that
+  bool isCancelled_ TAVRIN_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace tavrin::curl

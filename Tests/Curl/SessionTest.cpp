@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -8,6 +9,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Tavrin/Curl/CurlSession.hpp"
@@ -86,6 +88,40 @@ TEST(Session, RunningTransferNeedsNoHandleAndKeepsItsDelegate) {
   server.releaseAll();
   ASSERT_TRUE(delegate->waitForEnds());
   EXPECT_EQ(delegate->body().size(), 1000u);
+}
+
+// Suspends a task when its response comes.
+class SuspendingDelegate final : public RecordingDelegate {
+ public:
+  using RecordingDelegate::urlSession;
+  void urlSession(URLSession& session, URLSessionDataTask& task, const URLResponse& response,
+                  const CompletionHandler& handler) override {
+    if (&task == suspended) task.suspend();
+    RecordingDelegate::urlSession(session, task, response, handler);
+  }
+  std::atomic<URLSessionDataTask*> suspended = nullptr;
+};
+
+TEST(Session, SuspendedTaskOutlivesItsTransfer) {
+  RangeServer server;
+  server.serve("/v.mp4", "v");
+  const auto delegate = std::make_shared<SuspendingDelegate>();
+  const auto session = URLSession::make({}, delegate);
+  auto task = session->dataTask(server.url("/v.mp4"));
+  delegate->suspended = task.get();
+  task->resume();
+  const std::weak_ptr weak = std::exchange(task, nullptr);
+  ASSERT_TRUE(delegate->waitForCalls(1));
+  ASSERT_TRUE(server.waitForConnections(0));
+  // The same queue has heard all of another one since.
+  session->dataTask(server.url("/v.mp4"))->resume();
+  ASSERT_TRUE(delegate->waitForCalls(4));
+  EXPECT_EQ(delegate->body(), "v");
+  ASSERT_TRUE(task = weak.lock());
+  task->resume();
+  ASSERT_TRUE(delegate->waitForCalls(6));
+  EXPECT_EQ(delegate->body(), "vv");
+  session->invalidateAndCancel();
 }
 
 TEST(Session, CancelDispositionEndsTheTask) {
