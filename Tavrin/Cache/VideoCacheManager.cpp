@@ -85,10 +85,13 @@ void VideoCacheManager::saveVideosToCache(const std::optional<URL>& video, std::
   const auto file = cacheFile(name);
   if (file && FileManager::fileExists(*file)) return;
   const auto item = CachingPlayerItem::make(*video, settings_.accepts, cacheDirectory_);
+  bool isSoon = false;
   {
     const LockGuard lock(mutex_);
+    isSoon = isPlayedSoon(name);
     streamableItems_.push_back({std::move(name), item});
   }
+  item->setSoon(isSoon);
   item->setDelegate(shared_from_this());
   item->download();
 }
@@ -97,6 +100,11 @@ std::shared_ptr<AVPlayerItem> VideoCacheManager::returnVideoFromArr(const URL& v
                                                                     const std::string& mimeType) {
   auto item = findItem(video, mimeType);
   item->setUpcoming(weak_from_this());
+  {
+    const LockGuard lock(mutex_);
+    soon_ = {video.lastPathComponent(), nextName_};
+  }
+  hastenDownloads();
   return item;
 }
 
@@ -139,6 +147,7 @@ void VideoCacheManager::onSkipForwardPrepare(const std::optional<Media>& prevVid
   drop(prevVideo);
   prepare(nextVideo, Place::back, Duplicates::skipped);
   expectNext(nextVideo);
+  headFor(nextVideo);
 }
 
 void VideoCacheManager::onSkipBackPrepare(const std::optional<Media>& prevVideo,
@@ -146,6 +155,7 @@ void VideoCacheManager::onSkipBackPrepare(const std::optional<Media>& prevVideo,
   drop(nextVideo);
   prepare(prevVideo, Place::front, Duplicates::skipped);
   expectNext(prevVideo);
+  headFor(prevVideo);
 }
 
 // Returns false when the video is on disk but cannot be opened.
@@ -191,6 +201,29 @@ void VideoCacheManager::expectNext(const std::optional<Media>& video) {
     if (expectedNames_.size() > expectedNamesLimit) expectedNames_.pop_back();
   }
   tellUpcomingObservers();
+}
+
+bool VideoCacheManager::isPlayedSoon(const std::string& name) const {
+  return std::ranges::find(soon_, name) != soon_.end();
+}
+
+void VideoCacheManager::headFor(const std::optional<Media>& video) {
+  if (!video || !video->url) return;
+  const LockGuard lock(mutex_);
+  nextName_ = video->url->lastPathComponent();
+}
+
+// Those of the video that was handed out last, and of the next one in the direction of the steps,
+// come before the rest.
+void VideoCacheManager::hastenDownloads() {
+  std::vector<std::pair<std::shared_ptr<CachingPlayerItem>, bool>> downloading;
+  {
+    const LockGuard lock(mutex_);
+    for (const auto& [name, item] : streamableItems_) {
+      downloading.emplace_back(item, isPlayedSoon(name));
+    }
+  }
+  for (const auto& [item, isSoon] : downloading) item->setSoon(isSoon);
 }
 
 std::vector<std::shared_ptr<AVURLAsset>> VideoCacheManager::upcomingAssets() const {

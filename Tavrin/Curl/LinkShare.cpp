@@ -8,8 +8,8 @@ namespace tavrin::curl {
 struct LinkShare::Turn {
   Time now;
   std::vector<Change> changes;
-  std::size_t watched = 0;  // that give bytes, or have just begun
-  std::size_t others = 0;   // the same
+  double giving = 0;       // the highest rank of one that gives bytes, or has just begun
+  std::size_t others = 0;  // that do, and nobody waits for
   bool isAnyConnecting = false;
   std::size_t unvisited;  // connected, and further back
   bool isAnyKeptBack = false;
@@ -82,8 +82,8 @@ std::vector<LinkShare::Change> LinkShare::settle(Time now) {
   for (const auto& [_, id] : line_) {
     auto& transfer = transfers_.at(id);
     const bool isFirst = transfer.state != State::waiting || !turn.isAnyConnecting;
-    const bool mayReceive =
-        isWatched(transfer) || (turn.watched == 0 && turn.others < limits_.atOnce && isFirst);
+    const bool mayReceive = isWatched(transfer) || (rank(transfer) >= turn.giving && isFirst &&
+                                                    turn.others < limits_.atOnce);
     // Those behind neither receive nor may begin.
     turn.isAnyKeptBack |= !mayReceive;
     if (!mayReceive && turn.unvisited == 0) break;
@@ -108,7 +108,8 @@ void LinkShare::let(Id id, Transfer& transfer, bool mayReceive, Turn& turn) {
     receive(transfer, turn.now);
   }
   if (transfer.patientUntil <= turn.now) return;
-  ++(isWatched(transfer) ? turn.watched : turn.others);
+  turn.giving = std::max(turn.giving, rank(transfer));
+  if (!isWatched(transfer)) ++turn.others;
   turn.isAnyConnecting |= !transfer.hasGiven;
   nextChange_ = std::min(nextChange_.value_or(transfer.patientUntil), transfer.patientUntil);
 }

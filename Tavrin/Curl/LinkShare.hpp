@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -19,9 +20,10 @@ namespace tavrin::curl {
 /// A transfer waits in line until it may connect. From then on it receives, or is held: connected,
 /// but nothing is read of it. Those of a high priority, which somebody waits for, always receive.
 /// While one of them gives bytes, no other does. Otherwise the first few in line receive, ordered
-/// by priority, then by when they came. They connect one after another, each when the one before
-/// has begun to give: one that turns out to be awaited then finds the link free. A transfer that
-/// has given nothing for a while keeps its connection, and no longer keeps others waiting.
+/// by priority, then by when they came, and none while one of a higher priority gives. They connect
+/// one after another, each when the one before has begun to give: one that turns out to be awaited
+/// then finds the link free. A transfer that has given nothing for a while keeps its connection,
+/// and no longer keeps others waiting.
 class LinkShare {
  public:
   using Time = std::chrono::steady_clock::time_point;
@@ -82,6 +84,10 @@ class LinkShare {
 
   static Place place(Id id, const Transfer& transfer) { return {-transfer.priority, id}; }
   bool isWatched(const Transfer& transfer) const { return transfer.priority >= limits_.watched; }
+  // All that are watched are equal.
+  double rank(const Transfer& transfer) const {
+    return std::min(transfer.priority, limits_.watched);
+  }
   bool mayConnect(const Transfer& transfer) const;
   void disconnect(Transfer& transfer);
   void let(Id id, Transfer& transfer, bool mayReceive, Turn& turn);

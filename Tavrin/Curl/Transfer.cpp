@@ -130,7 +130,16 @@ bool Transfer::endHead() {
   lastProgress_ = Clock::now();
   hasResponse_ = true;
   TransferThread::shared().line().received(place_);
-  client_->transferReceived(head.response);
+  return tell(head.response);
+}
+
+// Whoever has heard a response counts on it, also after another start.
+bool Transfer::tell(const URLResponse& response) {
+  if (told_) {
+    return *told_ == response || fail({ErrorCode::badAnswer, "the resource changed on its server"});
+  }
+  told_ = response;
+  client_->transferReceived(response);
   return true;
 }
 
@@ -172,11 +181,11 @@ void Transfer::complete(CURLcode result) {
   end(result);
 }
 
-// Servers drop a connection of which nothing is read. Nobody has heard of this one yet.
+// Servers drop a connection of which nothing is read. Nobody has a byte of this one yet.
 bool Transfer::mayStartAgain(CURLcode result) const {
   const bool isLost = result == CURLE_GOT_NOTHING || result == CURLE_RECV_ERROR ||
                       result == CURLE_SEND_ERROR || result == CURLE_PARTIAL_FILE;
-  return isLost && wasHeld_ && !hasResponse_ && !failure_ && restarts_ < mostRestarts;
+  return isLost && wasHeld_ && receivedBytes_ == 0 && !failure_ && restarts_ < mostRestarts;
 }
 
 void Transfer::startAgain() {
@@ -184,7 +193,7 @@ void Transfer::startAgain() {
   TransferThread::shared().remove(handle());
   request_.reset();
   headBytes_ = 0;
-  isHeld_ = wasHeld_ = false;
+  isHeld_ = wasHeld_ = hasResponse_ = false;
   TransferThread::shared().line().restart(place_);
 }
 

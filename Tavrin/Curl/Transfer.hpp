@@ -67,6 +67,7 @@ class Transfer final : private RequestReceiver, public std::enable_shared_from_t
   bool receiveBody(std::span<const std::byte> bytes) override;
   bool receiveLine(std::string_view line);
   bool endHead();
+  bool tell(const URLResponse& response);
   /// Keeps the first reason of our own to end, which curl's does not replace. Returns false.
   bool fail(Error reason);
   std::optional<Error> judge(CURLcode result) const;
@@ -80,6 +81,7 @@ class Transfer final : private RequestReceiver, public std::enable_shared_from_t
   std::shared_ptr<TransferClient> client_;
   std::unique_ptr<Request> request_;
   std::optional<Error> failure_;
+  std::optional<URLResponse> told_;  // to the client, of an earlier start too
   std::int64_t headBytes_ = 0;
   std::int64_t receivedBytes_ = 0;
   Clock::time_point lastProgress_;  // a byte of the body; before that, the head awaited

@@ -34,6 +34,8 @@ struct URLResponse {
     std::int64_t offset = 0;  // bytes, of its first byte in the resource
     std::int64_t length = 0;  // bytes, at least 1
     std::int64_t total = -1;  // bytes of the whole resource; -1 when the server names none
+
+    bool operator==(const Part&) const = default;
   };
 
   /// Without parameters, such as "video/mp4". Absent when the server names none.
@@ -46,6 +48,8 @@ struct URLResponse {
   /// The server's mark of this very resource, which changes with its bytes. Absent when it gives
   /// none that can be relied on.
   std::optional<std::string> validator = std::nullopt;
+
+  bool operator==(const URLResponse&) const = default;
 };
 
 struct URLSessionConfiguration {
@@ -76,8 +80,8 @@ class URLSessionDataTask {
   virtual void suspend() {}
 
   /// From 0 to 1; it may change at any time. From `highPriority` on somebody waits for the bytes:
-  /// while such a transfer gets any, the others get none. The others come by priority, then in the
-  /// order in which they were started, a few at a time.
+  /// while such a transfer gets any, the others get none. The others come by priority, each after
+  /// those of a higher one, then in the order in which they were started, a few at a time.
   double priority() const { return priority_; }
   virtual void setPriority(double priority) { priority_ = std::clamp(priority, 0.0, 1.0); }
 
@@ -108,8 +112,8 @@ class URLSessionDataDelegate {
 ///
 /// All sessions of the process share the link by the priorities of their transfers, and a bounded
 /// number of connections: the rest wait in line, and no time runs out for a transfer that waits or
-/// is held back. One whose server hangs up on it meanwhile is asked for once more, unless its
-/// response has been heard.
+/// is held back. One whose server hangs up on it meanwhile is asked for once more if no byte of it
+/// has come yet; it ends with an error if its response has been heard and is another by then.
 ///
 /// A transfer is one plain GET: no cache, the identity encoding only, no range unless the request
 /// names one, on a connection of its own. Redirects are followed, 20 at most, to http and https

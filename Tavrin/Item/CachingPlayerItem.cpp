@@ -95,6 +95,8 @@ void CachingPlayerItem::setMemoryLimit(std::int64_t bytes) {
 
 void CachingPlayerItem::download() { resourceLoaderDelegate_->startDataRequestOnce(url_); }
 
+void CachingPlayerItem::setSoon(bool isSoon) { resourceLoaderDelegate_->setSoon(isSoon); }
+
 DownloadProgress CachingPlayerItem::progress() const { return resourceLoaderDelegate_->progress(); }
 
 std::shared_ptr<CachingPlayerItemDelegate> CachingPlayerItem::delegate() const {

@@ -88,6 +88,10 @@ class CachingPlayerItem final : public AVPlayerItem, public KeyValueObserver {
   /// an item whose video is in memory.
   void download();
 
+  /// Says whether the video is likely to be played soon. Then its download comes before others,
+  /// though after those that a reader waits for. No, to begin with.
+  void setSoon(bool isSoon);
+
   /// How far the download has come; a video in memory has all its bytes. Quick enough to be asked
   /// for each picture.
   DownloadProgress progress() const;

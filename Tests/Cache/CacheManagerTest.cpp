@@ -7,6 +7,8 @@
 #include <fstream>
 
 #include "Tavrin/Cache/VideoCacheManager.hpp"
+#include "Tavrin/Media/AssetByteReader.hpp"
+#include "Tavrin/Testing/LinkSimulator.hpp"
 #include "Tavrin/Testing/SampleMedia.hpp"
 #include "Tests/Support/CacheFixture.hpp"
 #include "Tests/Support/CapturedStdout.hpp"
@@ -171,6 +173,29 @@ TEST_F(CacheManagerTest, StepsKeepTheNeighboursOfThePosition) {
   manager->prepareFirstTwoVideos(list[0], std::nullopt);
   manager->onSkipForwardPrepare(list[0], media("missing.mp4"));
   EXPECT_THAT(prepared(), ElementsAre("b.mp4", "c.mp4")) << "duplicates go together";
+}
+
+// While somebody waits for another transfer's bytes, all of these wait in line.
+TEST_F(CacheManagerTest, TheVideoInTheDirectionOfTheStepsIsDownloadedFirst) {
+  server.serve("/watched", std::string(8 << 20, 'v'));
+  for (const char* name : {"a", "b", "c", "d"}) server.serve("/" + std::string(name), "v");
+  const testing::LinkSimulator link(server.port(), {.bytesPerSecond = 200'000});
+  const auto watched = AssetByteReader::make(AVURLAsset::make(link.url("/watched")));
+  std::byte first{};
+  ASSERT_EQ(watched->read({&first, 1}), 1);
+  save("a");
+  save("b");
+  manager->onSkipForwardPrepare(std::nullopt, media("d"));
+  take("c");
+  save("d");
+  save("c");
+  manager->onSkipBackPrepare(media("c"), media("d"));
+  take("b");
+  watched->cancel();
+  ASSERT_TRUE(waitForDownloads());
+  std::vector<std::string> paths;
+  for (const auto& request : server.requests()) paths.push_back(request.path);
+  EXPECT_THAT(paths, ElementsAre("/watched", "/b", "/c", "/a", "/d"));
 }
 
 TEST_F(CacheManagerTest, AddressesWithOneLastComponentShareAFile) {

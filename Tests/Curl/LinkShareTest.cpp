@@ -16,7 +16,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Id = LinkShare::Id;
 
-constexpr double low = 0.25, normal = 0.5, watched = 1;
+constexpr double low = 0.25, normal = 0.5, next = 0.6, watched = 1;
 
 // The transfers that connect, receive and are held, as the changes have it.
 class Share : public ::testing::Test {
@@ -90,6 +90,19 @@ TEST_F(Share, WatchedHasTheLinkToItselfWhileItGives) {
   end(other);
   share_.setPriority(far, normal);
   EXPECT_THAT(receiving(), ElementsAre(first, second)) << "in the order in which they came";
+}
+
+TEST_F(Share, HigherPriorityThatGivesHasTheLinkBeforeLowerOnes) {
+  const Id first = add(), second = add(), third = add();
+  pass(300ms, {first, second});
+  share_.setPriority(third, next);
+  EXPECT_THAT(receiving(), ElementsAre(third));
+  share_.received(third, now_);
+  share_.setPriority(second, watched);
+  EXPECT_THAT(receiving(), ElementsAre(second));
+  end(second);
+  EXPECT_THAT(pass(900ms, {}), ElementsAre(third)) << "it may still give";
+  EXPECT_THAT(pass(200ms, {}), ElementsAre(first, third));
 }
 
 TEST_F(Share, WhoGivesNothingKeepsNobodyWaiting) {

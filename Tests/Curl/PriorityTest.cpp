@@ -16,7 +16,6 @@ namespace tavrin::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 struct Download {
@@ -80,6 +79,30 @@ TEST(Priority, TransferThatIsHeldNeitherTimesOutNorFailsWhenItIsDropped) {
   EXPECT_THAT(held.heard->error(), IsEmpty());
   EXPECT_EQ(held.heard->body(), "whole");
   EXPECT_EQ(server.countRequests("/held.mp4"), 2u);
+}
+
+// Its response has been heard, so the body has to be the one that the response told of.
+TEST(Priority, TransferThatIsHeldAndDroppedBeforeItsFirstByteStartsAgain) {
+  constexpr curl::TransferLimits brief{.silence = 300ms};
+  for (const std::string body : {"whole", "another"}) {
+    RangeServer server;
+    LinkSimulator link(server.port(), {.bytesPerSecond = 100'000'000});
+    const auto head = httpHead("200 OK", "Content-Type: video/mp4\r\nContent-Length: 5\r\n");
+    server.serve("/held.mp4", {head, HTTPStep::pause()});
+    server.serve("/watched.mp4", "v", "silence");
+    const Download held(link.url("/held.mp4"), normal, brief);
+    ASSERT_TRUE(held.heard->waitForCalls(1));
+    const Download first(server.url("/watched.mp4"), watched, brief);
+    ASSERT_TRUE(server.waitForPauses("/watched.mp4", 1));
+    server.serve("/held.mp4", body);
+    link.drop();
+    ASSERT_TRUE(first.heard->waitForEnds());
+    ASSERT_TRUE(held.heard->waitForEnds());
+    EXPECT_EQ(server.countRequests("/held.mp4"), 2u);
+    EXPECT_EQ(held.heard->countResponses(), 1u);
+    EXPECT_EQ(held.heard->body(), body == "whole" ? body : "");
+    EXPECT_EQ(held.heard->code().has_value(), body != "whole") << held.heard->error();
+  }
 }
 
 }  // namespace

@@ -13,6 +13,9 @@ namespace {
 using Loader = CachingPlayerItem::ResourceLoaderDelegate;
 
 constexpr double watchedPriority = 1;
+constexpr double soonPriority = 0.6;
+// How soon a reader asks again that has all it asked for. Its host's main queue may be busy.
+constexpr std::chrono::seconds timeToAsk(1);
 
 Error refusalOf(const URLResponse& response) {
   return {ErrorCode::notAccepted, "The server answered with " +
@@ -52,6 +55,7 @@ void Loader::resourceLoaderDidCancel(
   {
     const LockGuard lock(mutex_);
     pendingRequests_.erase(request);
+    awaitedUntil_ = {};
   }
   updatePriority();
 }
@@ -75,23 +79,37 @@ void Loader::startDataRequest(const URL& url) {
     const LockGuard lock(mutex_);
     task_ = task;
   }
+  updatePriority();
   task->resume();
+}
+
+void Loader::setSoon(bool isSoon) {
+  {
+    const LockGuard lock(mutex_);
+    isSoon_ = isSoon;
+  }
+  updatePriority();
+}
+
+double Loader::wantedPriority() const {
+  if (!pendingRequests_.empty() || Clock::now() < awaitedUntil_) return watchedPriority;
+  return isSoon_ ? soonPriority : URLSessionDataTask::defaultPriority;
 }
 
 // What was decided without the lock may be out of date once it is done, so it is looked at again.
 void Loader::updatePriority() {
   for (bool isDone = false; !isDone;) {
     std::shared_ptr<URLSessionDataTask> task;
-    bool isAwaited = false;
+    double wanted = 0;
     {
       const LockGuard lock(mutex_);
       task = task_.lock();
-      isAwaited = !pendingRequests_.empty();
+      wanted = wantedPriority();
     }
     if (!task) return;
-    task->setPriority(isAwaited ? watchedPriority : URLSessionDataTask::defaultPriority);
+    task->setPriority(wanted);
     const LockGuard lock(mutex_);
-    isDone = isAwaited == !pendingRequests_.empty();
+    isDone = wanted == wantedPriority();
   }
 }
 
@@ -183,6 +201,7 @@ void Loader::processPendingRequests() {
       fulfilled.push_back(request);
       return true;
     });
+    if (!fulfilled.empty()) awaitedUntil_ = Clock::now() + timeToAsk;
   }
   for (const auto& request : fulfilled) request->finishLoading();
 }

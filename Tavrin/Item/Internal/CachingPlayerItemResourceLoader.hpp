@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -55,6 +56,9 @@ class CachingPlayerItem::ResourceLoaderDelegate final
   DownloadProgress progress() const;
   /// Absent until it has come.
   std::optional<URLResponse> response() const;
+  /// Whether the video is likely to be played soon. Its download then comes before others, though
+  /// after those that a reader waits for.
+  void setSoon(bool isSoon);
   /// The requests that an engine is waiting for.
   PendingRequests pendingRequests() const;
   /// The item, held weakly.
@@ -104,6 +108,8 @@ class CachingPlayerItem::ResourceLoaderDelegate final
   std::optional<Error> refusal() const;
   /// Has the link given to the download while a reader waits for its bytes.
   void updatePriority();
+  double wantedPriority() const TAVRIN_REQUIRES(mutex_);
+  using Clock = std::chrono::steady_clock;
   std::shared_ptr<DownloadedBody> body() const;
   void goOn();
   void handOver();
@@ -114,6 +120,9 @@ class CachingPlayerItem::ResourceLoaderDelegate final
   mutable Mutex mutex_;
   bool playingFromData_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool isStarted_ TAVRIN_GUARDED_BY(mutex_) = false;
+  bool isSoon_ TAVRIN_GUARDED_BY(mutex_) = false;
+  // A reader that has been satisfied is about to ask for more.
+  Clock::time_point awaitedUntil_ TAVRIN_GUARDED_BY(mutex_);
   std::optional<std::string> mimeType_ TAVRIN_GUARDED_BY(mutex_);
   std::shared_ptr<URLSession> session_ TAVRIN_GUARDED_BY(mutex_);
   std::weak_ptr<URLSessionDataTask> task_ TAVRIN_GUARDED_BY(mutex_);  // until it has ended
