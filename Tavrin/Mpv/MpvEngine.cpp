@@ -202,6 +202,8 @@ void MpvEngine::run() {
 
 void MpvEngine::waitForBell() {
   auto until = opensAheadAt_;
+  const auto review = current_ ? current_->reviewStall() : std::nullopt;
+  if (review) until = until ? std::min(*until, *review) : review;
   if (leaving_) until = until ? std::min(*until, leavingUntil_) : leavingUntil_;
   if (until) {
     bell_->waitUntil(*until);

@@ -199,6 +199,10 @@ void MpvHandle::set(const char* property, bool value) {
   mpv_set_property_async(mpv_, 0, property, MPV_FORMAT_FLAG, &flag);
 }
 
+void MpvHandle::set(const char* property, double value) {
+  mpv_set_property_async(mpv_, 0, property, MPV_FORMAT_DOUBLE, &value);
+}
+
 void MpvHandle::observe(std::uint64_t id) {
   for (const auto& known : observed) {
     mpv_observe_property(mpv_, id, known.property, known.format);

@@ -64,6 +64,7 @@ class MpvHandle {
   /// `id`, unless it is 0, comes back in the command's event.
   void command(std::initializer_list<const char*> words, std::uint64_t id = 0);
   void set(const char* property, bool value);
+  void set(const char* property, double value);
   /// Has changes of the open file told under the id; the present values come first.
   void observe(std::uint64_t id);
   void unobserve(std::uint64_t id);

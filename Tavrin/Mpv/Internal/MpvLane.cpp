@@ -51,6 +51,8 @@ void MpvLane::open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& 
   stream_.emplace(reader_);
   const auto address = stream_->address();
   setPlaying(false);
+  stall_.reset();
+  setStockToGoOn(StallWait::leastStock);
   pictures_.begin(opening_);
   handle_->command({"loadfile", address.c_str()}, loadCommand);
   phase_ = Phase::starting;
@@ -86,6 +88,30 @@ void MpvLane::setMuted(bool muted) { setIfChanged(*handle_, isMuted_, "mute", mu
 
 void MpvLane::setWaitsToMinimizeStalling(bool waits) {
   setIfChanged(*handle_, waits_, "cache-pause-initial", waits);
+}
+
+void MpvLane::setStockToGoOn(double seconds) {
+  if (std::exchange(stockToGoOn_, seconds) == seconds) return;
+  handle_->set("cache-pause-wait", seconds);
+}
+
+std::optional<MpvLane::Clock::time_point> MpvLane::reviewStall() {
+  if (!load_.isStarved || !reader_) {
+    stall_.reset();
+    setStockToGoOn(StallWait::leastStock);
+    return std::nullopt;
+  }
+  const auto now = Clock::now();
+  const auto read = reader_->countRead();
+  if (!stall_) stall_ = Stall{now, read};
+  const auto end = reader_->end();
+  StallWait wait;
+  wait.waited = std::chrono::duration<double>(now - stall_->since).count();
+  wait.left = load_.duration - load_.position;
+  if (end && load_.duration > 0) wait.clipRate = static_cast<double>(*end) / load_.duration;
+  wait.bytesCome = static_cast<double>(read - stall_->readBefore);
+  setStockToGoOn(wait.stock());
+  return now + StallWait::pause;
 }
 
 void MpvLane::seek(std::uint64_t serial, double seconds) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -13,6 +14,7 @@
 #include "Tavrin/Mpv/Internal/MpvHandle.hpp"
 #include "Tavrin/Mpv/Internal/MpvPictures.hpp"
 #include "Tavrin/Mpv/Internal/MpvStreams.hpp"
+#include "Tavrin/Mpv/Internal/StallWait.hpp"
 #include "Tavrin/Mpv/Internal/WatchedReader.hpp"
 
 namespace tavrin {
@@ -38,6 +40,7 @@ struct MpvLoad {
 /// `draw`.
 class MpvLane {
  public:
+  using Clock = std::chrono::steady_clock;
   struct SeekEnd {
     std::uint64_t serial;
     bool finished;
@@ -69,6 +72,9 @@ class MpvLane {
   void setPlaying(bool playing);
   void setMuted(bool muted);
   void setWaitsToMinimizeStalling(bool waits);
+  /// Decides how long a load waits that has run out of bytes. Returns when to decide anew; absent
+  /// for one that does not wait.
+  std::optional<Clock::time_point> reviewStall();
   /// Moves to a time in seconds; the load must be ready. A seek under way is overtaken.
   void seek(std::uint64_t serial, double seconds);
   bool isSeeking() const { return seekPhase_ != SeekPhase::none; }
@@ -80,6 +86,10 @@ class MpvLane {
 
  private:
   enum class Phase { idle, starting, open, closing };
+  struct Stall {
+    Clock::time_point since;
+    std::int64_t readBefore;  // bytes
+  };
   enum class SeekPhase { none, sent, accepted, jumping };
 
   void handle(const MpvEvent& event);
@@ -87,6 +97,7 @@ class MpvLane {
   void setPosition(double seconds);
   void setDuration(double seconds);
   void endSeek(bool finished);
+  void setStockToGoOn(double seconds);
   void observeAnew();
   void ignoreObservations();
   std::optional<Error> readingFailure() const;
@@ -99,8 +110,10 @@ class MpvLane {
   std::shared_ptr<AVAssetResourceLoader> loader_;
   std::shared_ptr<WatchedReader> reader_;
   std::optional<MpvStream> stream_;
-  std::uint64_t opening_ = 0;            // how many there have been
-  std::optional<double> firstPosition_;  // since the observation began
+  std::uint64_t opening_ = 0;  // how many there have been
+  std::optional<Stall> stall_;
+  double stockToGoOn_ = StallWait::leastStock;  // seconds of play
+  std::optional<double> firstPosition_;         // since the observation began
   // Where the load's own time begins in its container's, in seconds; absent until it is known.
   std::optional<double> origin_;
   bool hasStarted_ = false;  // what is told of the position is that of a picture

@@ -7,6 +7,16 @@ bool WatchedReader::isCutShort() const {
   return end_ && declared_.value() && *declared_.value() > *end_;
 }
 
+std::int64_t WatchedReader::countRead() const {
+  const LockGuard lock(mutex_);
+  return read_;
+}
+
+std::optional<std::int64_t> WatchedReader::end() const {
+  const LockGuard lock(mutex_);
+  return end_;
+}
+
 std::optional<std::int64_t> WatchedReader::size() {
   const auto size = reader_->size();
   const LockGuard lock(mutex_);
@@ -26,6 +36,7 @@ std::int64_t WatchedReader::read(std::span<std::byte> buffer) {
   if (count > 0) {
     declared_.see(position_, buffer.first(static_cast<std::size_t>(count)));
     position_ += count;
+    read_ += count;
   } else if (count == 0 && !buffer.empty()) {
     end_ = position_;
   }

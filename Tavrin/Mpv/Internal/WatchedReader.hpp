@@ -15,6 +15,10 @@ class WatchedReader final : public AssetByteReader {
 
   /// Whether the body has come to its end and is shorter than it should be. Any thread.
   bool isCutShort() const;
+  /// Bytes that have been read, those read twice included. Any thread.
+  std::int64_t countRead() const;
+  /// Where the body ends, in bytes; absent while it is not known. Does not wait. Any thread.
+  std::optional<std::int64_t> end() const;
 
   std::optional<std::int64_t> size() override;
   bool seek(std::int64_t offset) override;
@@ -27,6 +31,7 @@ class WatchedReader final : public AssetByteReader {
   std::int64_t position_ = 0;  // bytes; the reading thread's
   mutable Mutex mutex_;
   DeclaredEnd declared_ TAVRIN_GUARDED_BY(mutex_);
+  std::int64_t read_ TAVRIN_GUARDED_BY(mutex_) = 0;
   std::optional<std::int64_t> end_ TAVRIN_GUARDED_BY(mutex_);  // bytes; where the body really ends
 };
 
