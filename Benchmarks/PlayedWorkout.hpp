@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +17,7 @@
 #include "Tavrin/Architecture/Store.hpp"
 #include "Tavrin/Feature/VideoFeature.hpp"
 #include "Tavrin/Media/AVPlayer.hpp"
+#include "Tavrin/Testing/LinkSimulator.hpp"
 #include "Tavrin/Testing/RangeServer.hpp"
 #include "Tavrin/Testing/TemporaryDirectory.hpp"
 
@@ -24,17 +26,21 @@ namespace tavrin::benchmarks {
 /// A workout of videos with different names, all the same clip, in a cache directory of its own.
 class PlayedWorkout {
  public:
+  using Link = testing::LinkSimulator::Settings;
+
   PlayedWorkout(int count, bool isCached, std::string_view behaviour = "plain",
-                const std::string& clip = clips + "/squats.mp4") {
+                const std::string& clip = clips + "/squats.mp4", std::optional<Link> link = {}) {
+    if (link) link_.emplace(server.port(), *link);
     setenv("XDG_CACHE_HOME", cache_.path().c_str(), 1);
     std::filesystem::create_directory(cache_.path() / "VideoCache");
     const auto bytes = contents(clip);
+    const testing::HTTPResource served{.body = testing::shareBytes(bytes)};
     std::vector<std::optional<Media>> media;
     for (int i = 0; i < count; ++i) {
       const auto name = std::to_string(i) + ".mp4";
-      server.serve("/" + name, bytes, behaviour);
+      server.serve("/" + name, served, behaviour);
       if (isCached) std::ofstream(cache_.path() / "VideoCache" / name, std::ios::binary) << bytes;
-      media.emplace_back(Media{UUID::random(), server.url("/" + name), {"video/mp4"}, true});
+      media.emplace_back(Media{UUID::random(), url("/" + name), {"video/mp4"}, true});
     }
     store_.emplace(VideoFeatureState(std::move(media)), VideoFeature());
     send(VideoFeature::BusinessAction::prepareMedia());
@@ -54,6 +60,13 @@ class PlayedWorkout {
   }
   const VideoFeatureState& state() const { return store_->state(); }
   std::shared_ptr<AVPlayer> player() const { return state().player(); }
+
+  /// Where a path of the server is, over the link if there is one.
+  URL url(const std::string& path) const { return link_ ? link_->url(path) : server.url(path); }
+  /// How many of the videos have been kept.
+  std::int64_t countKept() const {
+    return std::distance(std::filesystem::directory_iterator(cache_.path() / "VideoCache"), {});
+  }
 
   /// Draws, as a host does, and returns the item that the picture is of.
   std::shared_ptr<AVPlayerItem> draw() {
@@ -105,6 +118,7 @@ class PlayedWorkout {
   }
 
   testing::TemporaryDirectory cache_;
+  std::optional<testing::LinkSimulator> link_;
   std::optional<Store<VideoFeature>> store_;
   std::shared_ptr<AVPlayer> watched_;
   std::shared_ptr<bool> hasNewPicture_ = std::make_shared<bool>(false);  // main queue only

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "Benchmarks/Timing.hpp"
@@ -19,6 +21,7 @@ namespace {
 
 constexpr int width = 640;
 constexpr int height = 360;
+constexpr std::chrono::seconds patience(10);
 
 struct Stream {
   const Data& bytes;
@@ -60,12 +63,13 @@ void require(int code) {
 }  // namespace
 
 struct BareMpv::Player {
-  explicit Player(Data data) : bytes(std::move(data)) {
+  Player(std::string opened, Data data) : address(std::move(opened)), bytes(std::move(data)) {
     mpv = mpv_create();
     if (mpv == nullptr) std::abort();
     for (const auto& [name, value] : mpvSettings())
       require(mpv_set_option_string(mpv, name, value));
     require(mpv_set_option_string(mpv, "ao", "null"));
+    require(mpv_set_option_string(mpv, "stream-lavf-o", ""));
     mpv_set_wakeup_callback(mpv, ring, &bell);
     require(mpv_initialize(mpv));
     require(mpv_stream_cb_add_ro(mpv, "bytes", &bytes, openStream));
@@ -85,9 +89,8 @@ struct BareMpv::Player {
     require(mpv_command(mpv, words.data()));
   }
 
-  // Waits for an event, a second at most.
   bool waitFor(mpv_event_id wanted) {
-    const auto deadline = Clock::now() + std::chrono::seconds(1);
+    const auto deadline = Clock::now() + patience;
     do {
       for (;;) {
         const auto* event = mpv_wait_event(mpv, 0);
@@ -99,7 +102,7 @@ struct BareMpv::Player {
   }
 
   bool waitForPicture() {
-    const auto deadline = Clock::now() + std::chrono::seconds(1);
+    const auto deadline = Clock::now() + patience;
     while (!(mpv_render_context_update(renderer) & MPV_RENDER_UPDATE_FRAME)) {
       if (!bell.waitUntil(deadline)) return false;
     }
@@ -120,6 +123,7 @@ struct BareMpv::Player {
     require(mpv_render_context_render(renderer, parameters));
   }
 
+  const std::string address;
   Data bytes;
   Bell bell;
   mpv_handle* mpv = nullptr;               // owned
@@ -127,7 +131,12 @@ struct BareMpv::Player {
   std::vector<std::byte> pixels = std::vector<std::byte>(std::size_t{width} * height * 4);
 };
 
-BareMpv::BareMpv(Data bytes) : player_(std::make_unique<Player>(std::move(bytes))) {
+BareMpv::BareMpv(Data bytes) : player_(std::make_unique<Player>("bytes://clip", std::move(bytes))) {
+  player_->waitFor(MPV_EVENT_IDLE);
+}
+
+BareMpv::BareMpv(const URL& address)
+    : player_(std::make_unique<Player>(address.absoluteString(), Data())) {
   player_->waitFor(MPV_EVENT_IDLE);
 }
 
@@ -135,7 +144,7 @@ BareMpv::~BareMpv() = default;
 
 std::optional<double> BareMpv::open() {
   const auto start = Clock::now();
-  player_->command({"loadfile", "bytes://clip"});
+  player_->command({"loadfile", player_->address.c_str()});
   if (!player_->waitForPicture()) return std::nullopt;
   player_->draw();
   const auto time = millisecondsSince(start);
