@@ -4,11 +4,14 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Benchmarks/Figures.hpp"
+#include "Benchmarks/Peers/SteppingPeer.hpp"
 #include "Benchmarks/PlayedWorkout.hpp"
 #include "Benchmarks/ProcessFigures.hpp"
 #include "Tavrin/Media/OpenAhead.hpp"
@@ -17,6 +20,7 @@ namespace tavrin::benchmarks {
 namespace {
 
 constexpr std::int64_t items = 5;
+constexpr int peerSteps = 10;
 constexpr auto pause = 1s;  // a person's, between two steps
 
 struct Size {
@@ -43,30 +47,51 @@ const std::vector<Size>& sizes() {
   return all;
 }
 
-// There and back again, each step while the item before it plays.
+// There and back again.
 std::vector<double> steppingBothWays(PlayedWorkout& workout, int count) {
-  std::vector<double> times;
-  std::int64_t at = 0;
-  bool isBack = false;
-  workout.step(at);
-  workout.playOn(pause);
-  for (int i = 0; i < count; ++i) {
-    if (at == items - 1) isBack = true;
-    if (at == 0) isBack = false;
-    at += isBack ? -1 : 1;
-    times.push_back(workout.step(at, isBack).value_or(std::nan("")));
-    workout.playOn(pause);
+  std::vector<std::int64_t> indices;
+  for (std::int64_t at = 0, by = 1; count >= 0; --count, at += by) {
+    indices.push_back(at);
+    if (at + by < 0 || at + by >= items) by = -by;
   }
-  return times;
+  const auto times = workout.steps(indices, pause);
+  return {times.begin() + 1, times.end()};  // nothing plays before the first
+}
+
+// As our own steps: each while the clip before it plays, the next one made ready meanwhile.
+double medianOfPeer(SteppingPeer& peer, const std::string& clip) {
+  std::vector<double> times;
+  for (int i = 0; i <= peerSteps; ++i) {
+    peer.prepare(clip);
+    std::this_thread::sleep_for(pause);
+    times.push_back(peer.step(clip).value_or(std::nan("")));
+  }
+  peer.stop();
+  times.erase(times.begin());  // nothing played before it
+  std::fprintf(stderr, "%s: %.1f ms, the worst %.1f\n", peer.name().c_str(), median(times),
+               worst(times));
+  return median(times);
 }
 
 void steps(Figures& figures) {
+  const auto gstreamer = gstreamerPeers();
+  const auto vlc = vlcPeers();
   for (const auto& size : sizes()) {
-    PlayedWorkout workout(items, true, "plain", size.clip);
-    const auto times = steppingBothWays(workout, 40);
+    std::vector<double> times;
+    {
+      PlayedWorkout workout(items, true, "plain", size.clip);
+      times = steppingBothWays(workout, 40);
+    }
     const auto id = "play.step_ahead_" + size.name;
     figures.report(id, median(times), "ms to the picture", atMost(2));
-    figures.report(id + "_worst", *std::ranges::max_element(times), "ms to the picture", atMost(8));
+    figures.report(id + "_worst", worst(times), "ms to the picture", atMost(8));
+    for (const auto& peer : gstreamer) {
+      const auto time = medianOfPeer(*peer, size.clip);
+      if (peer != gstreamer.front()) continue;
+      figures.report(id + "_ratio", median(times) / time, "x of GStreamer's prerolled pair",
+                     atMost(3));
+    }
+    for (const auto& peer : vlc) medianOfPeer(*peer, size.clip);
   }
 }
 
@@ -75,10 +100,7 @@ void memory(Figures& figures) {
   for (const auto& size : sizes()) {
     OpenAhead::setAllowed(false);
     PlayedWorkout workout(items, true, "plain", size.clip);
-    for (const std::int64_t i : {0, 1}) {
-      workout.step(i);
-      workout.playOn(pause);
-    }
+    workout.steps({0, 1}, pause);
     const auto before = residentBytes();
     OpenAhead::setAllowed(true);
     workout.playOn(2 * pause);
@@ -92,10 +114,7 @@ void memory(Figures& figures) {
 void cost(Figures& figures) {
   for (const auto& size : sizes()) {
     PlayedWorkout workout(items, true, "plain", size.clip);
-    for (const std::int64_t i : {0, 1}) {
-      workout.step(i);
-      workout.playOn(pause);
-    }
+    workout.steps({0, 1}, pause);
     std::atomic<int> pictures = 0;
     const auto count = [&](bool opensAhead) {
       pictures = 0;

@@ -1,66 +1,25 @@
-// What the cache costs: memory, disk, many managers, long workouts.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+// What the cache costs where it has much to look after: many managers, long workouts.
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <memory>
+#include <string>
 #include <vector>
 
+#include "Benchmarks/CacheDirectory.hpp"
 #include "Benchmarks/Figures.hpp"
 #include "Benchmarks/Timing.hpp"
 #include "Tavrin/Architecture/Store.hpp"
 #include "Tavrin/Cache/VideoCacheManager.hpp"
 #include "Tavrin/Feature/VideoFeature.hpp"
-#include "Tavrin/Foundation/FileManager.hpp"
 #include "Tavrin/Testing/Await.hpp"
 #include "Tavrin/Testing/SampleMedia.hpp"
 #include "Tavrin/Testing/ScriptedEngine.hpp"
-#include "Tavrin/Testing/TemporaryDirectory.hpp"
 
 namespace {
 
 using namespace tavrin;
 using namespace tavrin::benchmarks;
 using Business = VideoFeature::BusinessAction;
-namespace fs = std::filesystem;
-
-constexpr std::int64_t bodySize = 256 << 20;
-
-// The cache directory that the managers made meanwhile use.
-struct CacheDirectory {
-  CacheDirectory() {
-    setenv("XDG_CACHE_HOME", root.path().c_str(), 1);
-    fs::create_directory(path());
-  }
-  fs::path path() const { return root.path() / "VideoCache"; }
-  void add(const std::string& name, const std::string& contents) const {
-    std::ofstream(path() / name) << contents;
-  }
-
-  tavrin::testing::TemporaryDirectory root;
-};
-
-Data largeBody() {
-  Data data;
-  const auto bytes = data.resize(bodySize);
-  for (std::size_t i = 0; i < bytes.size(); i += 8) bytes[i] = static_cast<std::byte>(i >> 12);
-  return data;
-}
-
-template <class Call>
-double bestMilliseconds(int rounds, Call&& call) {
-  double best = 1e12;
-  for (int i = 0; i < rounds; ++i) {
-    const auto start = Clock::now();
-    call();
-    best = std::min(best, millisecondsSince(start));
-  }
-  return best;
-}
 
 void prepared(Figures& figures) {
   const CacheDirectory directory;
@@ -71,61 +30,6 @@ void prepared(Figures& figures) {
   const auto time = medianNanoseconds(
       100'000, [&] { manager->returnVideoFromArr(*video.url, video.mimeType.rawValue); });
   figures.report("cache.prepared_us", time / 1000, "us", atMost(2));
-}
-
-// Reads the file as plainly as can be.
-void plainRead(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY);
-  struct stat info{};
-  fstat(file, &info);
-  const auto size = static_cast<std::size_t>(info.st_size);
-  const std::unique_ptr<char, void (*)(void*)> bytes(static_cast<char*>(std::malloc(size)),
-                                                     std::free);
-  std::size_t filled = 0;
-  while (filled < size) {
-    const auto got = read(file, bytes.get() + filled, size - filled);
-    if (got <= 0) std::abort();
-    filled += static_cast<std::size_t>(got);
-  }
-  close(file);
-}
-
-void reading(Figures& figures) {
-  const CacheDirectory directory;
-  const auto video = tavrin::testing::video("a");
-  if (FileManager::write(largeBody(), directory.path(), "a.mp4")) std::abort();
-  const auto manager = VideoCacheManager::make();
-  const auto path = (directory.path() / "a.mp4").string();
-  plainRead(path);  // into the page cache
-  const auto plain = bestMilliseconds(7, [&] { plainRead(path); });
-  const auto item =
-      bestMilliseconds(7, [&] { manager->returnVideoFromArr(*video.url, "video/mp4"); });
-  figures.report("cache.read_ratio", item / plain, "x of read(2), 256 MiB", atMost(1.2));
-}
-
-void writing(Figures& figures) {
-  const CacheDirectory directory;
-  const auto data = largeBody();
-  const auto source = (directory.root.path() / "source").string();
-  const auto target = (directory.root.path() / "target").string();
-  if (FileManager::write(data, directory.root.path(), "source")) std::abort();
-  const auto dd = "dd if=" + source + " of=" + target + " bs=1M conv=fsync status=none";
-  // One after the other in each round, so that both meet the same disk.
-  std::vector<double> ratios;
-  for (int round = 0; round < 5; ++round) {
-    fs::remove(target);
-    fs::remove(directory.path() / "a.mp4");
-    const auto peer = bestMilliseconds(1, [&] {
-      if (std::system(dd.c_str()) != 0) std::abort();
-    });
-    const auto own = bestMilliseconds(1, [&] {
-      if (FileManager::write(data, directory.path(), "a.mp4")) std::abort();
-    });
-    ratios.push_back(own / peer);
-  }
-  std::ranges::sort(ratios);
-  figures.report("cache.write_ratio", ratios[ratios.size() / 2], "x of dd conv=fsync, 256 MiB",
-                 atMost(1.2));
 }
 
 // Milliseconds to create managers, prepare ten items in each, step and destroy them.
@@ -216,8 +120,6 @@ void longWorkouts(Figures& figures) {
 int main(int argc, char** argv) {
   Figures figures(argc, argv);
   if (figures.isWanted("cache.prepared_us")) prepared(figures);
-  if (figures.isWanted("cache.read_ratio")) reading(figures);
-  if (figures.isWanted("cache.write_ratio")) writing(figures);
   if (figures.isWanted("cache.managers_growth")) manyManagers(figures);
   if (figures.isWanted("effect.")) longWorkouts(figures);
   return figures.exitStatus();

@@ -1,16 +1,16 @@
 // What it costs to play a video while it downloads: time beside the curl program, memory beside the
 // body, passes over pending requests, and a reader's throughput.
 
-#include <unistd.h>
-
 #include <atomic>
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Benchmarks/AssetReading.hpp"
 #include "Benchmarks/Figures.hpp"
 #include "Benchmarks/ProcessFigures.hpp"
 #include "Benchmarks/Program.hpp"
@@ -18,7 +18,7 @@
 #include "Tavrin/Foundation/DispatchQueue.hpp"
 #include "Tavrin/Item/CachingPlayerItem.hpp"
 #include "Tavrin/Item/Internal/CachingPlayerItemResourceLoader.hpp"
-#include "Tavrin/Media/AssetByteReader.hpp"
+#include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/Support/ServerProcess.hpp"
 
 namespace tavrin::benchmarks {
@@ -53,40 +53,30 @@ class Ended final : public CachingPlayerItemDelegate {
   std::atomic<std::int64_t> length_ = 0;
 };
 
-double secondsOfItem(const URL& url) {
+// Both write to the same disk, the item into a file that nobody keeps.
+double secondsOfItem(const URL& url, const std::filesystem::path& directory) {
   const auto ended = std::make_shared<Ended>();
   const auto start = Clock::now();
-  const auto item = CachingPlayerItem::make(url);
+  const auto item = CachingPlayerItem::make(url, nullptr, directory);
   item->setDelegate(ended);
   item->download();
   const bool isWhole = ended->wait() == bodyLength;
   return isWhole ? secondsSince(start) : std::nan("");
 }
 
-double secondsOfCurl(const URL& url) {
-  const auto file = "/dev/shm/tavrin-item-" + std::to_string(::getpid());
+double secondsOfCurl(const URL& url, const std::filesystem::path& directory) {
+  const auto file = directory / "curl";
   const auto seconds = secondsOfProgram({"curl", "-sf", "-o", file, url.absoluteString()});
-  ::unlink(file.c_str());
+  std::filesystem::remove(file);
   return seconds;
 }
 
 void measureThroughput(Figures& figures, const URL& url) {
-  const auto ratio =
-      medianRatio(5, [&] { return secondsOfItem(url); }, [&] { return secondsOfCurl(url); });
+  const testing::TemporaryDirectory directory;
+  const auto ratio = medianRatio(
+      7, [&] { return secondsOfItem(url, directory.path()); },
+      [&] { return secondsOfCurl(url, directory.path()); });
   figures.report("item.download_256MiB_throughput", 1 / ratio, "of curl", atLeast(0.9));
-}
-
-// How many bytes a reader gets to the end of an asset, in the manner of a demuxer; -1 when it
-// fails.
-std::int64_t readToEnd(const std::shared_ptr<AVURLAsset>& asset) {
-  const auto reader = AssetByteReader::make(asset);
-  std::vector<std::byte> buffer(128 * 1024);
-  std::int64_t total = 0;
-  for (;;) {
-    const auto count = reader->read(buffer);
-    if (count <= 0) return count < 0 ? -1 : total;
-    total += count;
-  }
 }
 
 // The most memory that a process holds which does nothing but download and play one video.
@@ -102,23 +92,6 @@ double peakMebibytes(const URL& url) {
   engine.join();
   const bool isWhole = length == bodyLength && read == bodyLength;
   return isWhole ? static_cast<double>(peakBytes()) / mebibyte : std::nan("");
-}
-
-// What `measure` returns in a forked child, which has the calling thread alone.
-double inChild(const std::function<double()>& measure) {
-  int ends[2];
-  if (::pipe(ends) != 0) return std::nan("");
-  const auto child = ::fork();
-  if (child == 0) {
-    const double value = measure();
-    _exit(::write(ends[1], &value, sizeof value) == sizeof value ? 0 : 1);
-  }
-  ::close(ends[1]);
-  double value = std::nan("");
-  if (::read(ends[0], &value, sizeof value) != sizeof value) value = std::nan("");
-  ::close(ends[0]);
-  ::waitpid(child, nullptr, 0);
-  return value;
 }
 
 void measurePeak(Figures& figures, const std::string& id, const URL& url, double bodyFactor) {
@@ -160,20 +133,9 @@ double secondsOfPasses() {
   return secondsSince(start);
 }
 
-// The main queue runs here, the reader beside it.
 double gigabytesPerSecondOfReader() {
   const auto item = CachingPlayerItem::make(Data(std::string(bodyLength, 'v')), "video/mp4", "v");
-  std::atomic<double> speed = 0;
-  std::thread engine([&] {
-    const auto start = Clock::now();
-    const auto length = readToEnd(item->asset());
-    const auto nanoseconds = millisecondsSince(start) * 1e6;
-    speed = length == bodyLength ? static_cast<double>(length) / nanoseconds : std::nan("");
-    DispatchQueue::main().async([] {});
-  });
-  DispatchQueue::main().runUntil([&] { return speed != 0; }, patience);
-  engine.join();
-  return speed;
+  return static_cast<double>(bodyLength) / 1e9 / secondsToRead(*item, bodyLength);
 }
 
 double medianOf(int rounds, const std::function<double()>& measure) {

@@ -142,7 +142,7 @@ void watching(Figures& figures, const Link& link) {
                    link.unit("of libmpv alone"), atMost(1.2));
   }
   if (wantsStalls) {
-    figures.report("link.stalls_" + name, *std::ranges::max_element(stalls),
+    figures.report("link.stalls_" + name, worst(stalls),
                    link.unit("in three clips, the worst of 3"), atMost(0));
   }
   if (!wantsTotal) return;

@@ -147,38 +147,37 @@ double processExit() {
 }
 
 void release(Figures& figures) {
-  double worst = 0;
+  double slowest = 0;
   for (int i = 0; i < samples; ++i) {
     testing::RangeServer server;
     auto player = AVPlayer::make(silentItem(server));
     player->play();
     pumpFor(50ms);
-    worst = std::max(worst, timed([&] { player->replaceCurrentItem(nullptr); }));
+    slowest = std::max(slowest, timed([&] { player->replaceCurrentItem(nullptr); }));
     player->replaceCurrentItem(silentItem(server));
     pumpFor(50ms);
-    worst = std::max(worst, timed([&] { player.reset(); }));
+    slowest = std::max(slowest, timed([&] { player.reset(); }));
   }
-  figures.report("play.release_waiting", worst, "ms, replaced or released, the worst of 20",
+  figures.report("play.release_waiting", slowest, "ms, replaced or released, the worst of 20",
                  atMost(100));
 
-  worst = 0;
+  slowest = 0;
   for (int i = 0; i < 5; ++i) {
     PlayedWorkout workout(2, false, "silence");
     workout.sendStep(0);
     pumpUntil([&] { return workout.player() != nullptr; });
     const std::weak_ptr<AVPlayer> player = workout.player();
     pumpFor(50ms);
-    worst = std::max(worst, timed([&] {
-                       workout.send(Business::playerDeinit());
-                       pumpUntil([&] { return player.expired(); });
-                     }));
+    slowest = std::max(slowest, timed([&] {
+                         workout.send(Business::playerDeinit());
+                         pumpUntil([&] { return player.expired(); });
+                       }));
   }
-  figures.report("play.release_deinit", worst, "ms, the worst of 5", atMost(100));
+  figures.report("play.release_deinit", slowest, "ms, the worst of 5", atMost(100));
 
   std::vector<double> exits;
   for (int i = 0; i < 5; ++i) exits.push_back(processExit());
-  figures.report("play.release_exit", *std::ranges::max_element(exits), "ms, the worst of 5",
-                 atMost(100));
+  figures.report("play.release_exit", worst(exits), "ms, the worst of 5", atMost(100));
 }
 
 // A host that keeps the main queue busy for 200 ms at a time.

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <chrono>
+#include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "Benchmarks/CacheDirectory.hpp"
 #include "Benchmarks/Playback.hpp"
 #include "Benchmarks/Timing.hpp"
 #include "Tavrin/Architecture/Store.hpp"
@@ -19,7 +20,6 @@
 #include "Tavrin/Media/AVPlayer.hpp"
 #include "Tavrin/Testing/LinkSimulator.hpp"
 #include "Tavrin/Testing/RangeServer.hpp"
-#include "Tavrin/Testing/TemporaryDirectory.hpp"
 
 namespace tavrin::benchmarks {
 
@@ -31,20 +31,19 @@ class PlayedWorkout {
   PlayedWorkout(int count, bool isCached, std::string_view behaviour = "plain",
                 const std::string& clip = clips + "/squats.mp4", std::optional<Link> link = {}) {
     if (link) link_.emplace(server.port(), *link);
-    setenv("XDG_CACHE_HOME", cache_.path().c_str(), 1);
-    std::filesystem::create_directory(cache_.path() / "VideoCache");
     const auto bytes = contents(clip);
     const testing::HTTPResource served{.body = testing::shareBytes(bytes)};
-    std::vector<std::optional<Media>> media;
     for (int i = 0; i < count; ++i) {
-      const auto name = std::to_string(i) + ".mp4";
-      server.serve("/" + name, served, behaviour);
-      if (isCached) std::ofstream(cache_.path() / "VideoCache" / name, std::ios::binary) << bytes;
-      media.emplace_back(Media{UUID::random(), url("/" + name), {"video/mp4"}, true});
+      server.serve("/" + nameOf(i), served, behaviour);
+      if (isCached) cache.add(nameOf(i), bytes);
     }
-    store_.emplace(VideoFeatureState(std::move(media)), VideoFeature());
-    send(VideoFeature::BusinessAction::prepareMedia());
-    pumpUntil([&] { return state().managerId().has_value(); });
+    open(count);
+  }
+  /// All of them cached, each by another name of its file. The files lie on the cache's disk.
+  explicit PlayedWorkout(const std::vector<std::filesystem::path>& files) {
+    int count = 0;
+    for (const auto& file : files) cache.link(nameOf(count++), file);
+    open(count);
   }
   ~PlayedWorkout() {
     send(VideoFeature::BusinessAction::playerDeinit());
@@ -65,7 +64,7 @@ class PlayedWorkout {
   URL url(const std::string& path) const { return link_ ? link_->url(path) : server.url(path); }
   /// How many of the videos have been kept.
   std::int64_t countKept() const {
-    return std::distance(std::filesystem::directory_iterator(cache_.path() / "VideoCache"), {});
+    return std::distance(std::filesystem::directory_iterator(cache.path()), {});
   }
 
   /// Draws, as a host does, and returns the item that the picture is of.
@@ -102,11 +101,38 @@ class PlayedWorkout {
     return isShown ? std::optional(millisecondsSince(start)) : std::nullopt;
   }
 
+  /// Steps to one item after the other, each while the one before it plays, for as long as `pause`.
+  /// The times as `step` tells them; no number for one without a picture.
+  std::vector<double> steps(const std::vector<std::int64_t>& indices,
+                            std::chrono::nanoseconds pause) {
+    std::vector<double> times;
+    std::int64_t last = 0;
+    for (const auto index : indices) {
+      times.push_back(step(index, index < last).value_or(std::nan("")));
+      playOn(pause);
+      last = index;
+    }
+    return times;
+  }
+
   testing::RangeServer server;
+  const CacheDirectory cache;
 
  private:
   static constexpr int width = 640;
   static constexpr int height = 360;
+
+  static std::string nameOf(int index) { return std::to_string(index) + ".mp4"; }
+
+  void open(int count) {
+    std::vector<std::optional<Media>> media;
+    for (int i = 0; i < count; ++i) {
+      media.emplace_back(Media{UUID::random(), url("/" + nameOf(i)), {"video/mp4"}, true});
+    }
+    store_.emplace(VideoFeatureState(std::move(media)), VideoFeature());
+    send(VideoFeature::BusinessAction::prepareMedia());
+    pumpUntil([&] { return state().managerId().has_value(); });
+  }
 
   // A host draws when there is a new picture, and only then.
   void watchPictures() {
@@ -117,7 +143,6 @@ class PlayedWorkout {
         [flag = hasNewPicture_] { DispatchQueue::main().async([flag] { *flag = true; }); });
   }
 
-  testing::TemporaryDirectory cache_;
   std::optional<testing::LinkSimulator> link_;
   std::optional<Store<VideoFeature>> store_;
   std::shared_ptr<AVPlayer> watched_;

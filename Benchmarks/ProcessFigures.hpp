@@ -1,8 +1,14 @@
 #pragma once
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iterator>
 #include <string>
 
 namespace tavrin::benchmarks {
@@ -38,6 +44,24 @@ inline int countThreadsNamed(const std::string& name) {
     if (found == name) ++count;
   }
   return count;
+}
+
+/// What `measure` returns in a forked child, which has the calling thread alone. This process must
+/// have no other thread yet.
+inline double inChild(const std::function<double()>& measure) {
+  int ends[2];
+  if (::pipe(ends) != 0) return std::nan("");
+  const auto child = ::fork();
+  if (child == 0) {
+    const double value = measure();
+    _exit(::write(ends[1], &value, sizeof value) == sizeof value ? 0 : 1);
+  }
+  ::close(ends[1]);
+  double value = std::nan("");
+  if (::read(ends[0], &value, sizeof value) != sizeof value) value = std::nan("");
+  ::close(ends[0]);
+  ::waitpid(child, nullptr, 0);
+  return value;
 }
 
 }  // namespace tavrin::benchmarks

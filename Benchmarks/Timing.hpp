@@ -19,11 +19,21 @@ inline double millisecondsSince(Clock::time_point start) {
 
 inline double secondsSince(Clock::time_point start) { return millisecondsSince(start) / 1000; }
 
-/// No number without values.
+inline bool holdsNoNumber(const std::vector<double>& values) {
+  return values.empty() ||
+         std::ranges::any_of(values, [](double each) { return std::isnan(each); });
+}
+
+/// No number without values, or when one of them is none.
 inline double median(std::vector<double> values) {
-  if (values.empty()) return std::nan("");
+  if (holdsNoNumber(values)) return std::nan("");
   std::ranges::sort(values);
   return values[values.size() / 2];
+}
+
+/// The largest; no number when the median is none.
+inline double worst(const std::vector<double>& values) {
+  return holdsNoNumber(values) ? std::nan("") : *std::ranges::max_element(values);
 }
 
 /// The median of ours over theirs, measured in turns, so that what else the machine does meets
