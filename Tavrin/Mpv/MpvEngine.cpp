@@ -106,7 +106,7 @@ class MpvEngine final : public MediaEngine {
   MpvLane* leaving_ = nullptr;  // has been replaced and is about to be closed
   Clock::time_point leavingUntil_;
   Clock::time_point readySince_;
-  std::optional<Clock::time_point> opensAheadAt_;  // absent while there is nothing to wait for
+  std::optional<Clock::time_point> wakesAt_;  // for what has to wait for a calm moment
   Told told_;
   std::uint64_t issuedSeek_ = 0;
   LoadId failedLoad_ = 0;  // told to have failed because there is no lane
@@ -201,7 +201,7 @@ void MpvEngine::run() {
 }
 
 void MpvEngine::waitForBell() {
-  auto until = opensAheadAt_;
+  auto until = wakesAt_;
   const auto review = current_ ? current_->reviewStall() : std::nullopt;
   if (review) until = until ? std::min(*until, *review) : review;
   if (leaving_) until = until ? std::min(*until, leavingUntil_) : leavingUntil_;
@@ -276,15 +276,21 @@ void MpvEngine::openLoad(const MpvRequests::Wishes& wishes) {
 }
 
 void MpvEngine::openAhead(const MpvRequests::Wishes& wishes) {
-  opensAheadAt_.reset();
+  wakesAt_.reset();
   ahead_.letGo(wishes);
   drawAhead();
-  if (!playsWithoutHurry(wishes) || !ahead_.hasMore(wishes)) return;
-  const auto calmFrom = std::max(wishes.asked, readySince_) + calmTime;
+  if (!playsWithoutHurry(wishes)) return;
+  const bool hasMore = ahead_.hasMore(wishes);
+  const auto tidiesAt = ahead_.tidiesAt();
+  if (!hasMore && !tidiesAt) return;
+  auto calmFrom = std::max(wishes.asked, readySince_) + calmTime;
+  if (!hasMore) calmFrom = std::max(calmFrom, *tidiesAt);
   if (Clock::now() < calmFrom) {
-    opensAheadAt_ = calmFrom;
-  } else {
+    wakesAt_ = calmFrom;
+  } else if (hasMore) {
     ahead_.open(wishes);
+  } else {
+    ahead_.tidy();
   }
 }
 

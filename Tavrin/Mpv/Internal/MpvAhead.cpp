@@ -3,9 +3,14 @@
 #include <algorithm>
 #include <utility>
 
+#include "Tavrin/Mpv/Internal/FreedMemory.hpp"
+
 namespace tavrin {
 
 namespace {
+
+// libmpv decodes a little more after a first picture; then it rests.
+constexpr auto timeToSettle = std::chrono::milliseconds(500);
 
 template <class List, class Value>
 bool contains(const List& list, const Value& value) {
@@ -59,7 +64,7 @@ void MpvAhead::open(const MpvRequests::Wishes& wishes) {
   lane->setMuted(wishes.isMuted);
   lane->setWaitsToMinimizeStalling(wishes.waits);
   lane->open(MpvLane::nobodysLoad, asset);
-  opened_.push_back({asset, lane, {}});
+  opened_.push_back({asset, lane, {}, false});
 }
 
 void MpvAhead::draw(int width, int height) {
@@ -68,6 +73,19 @@ void MpvAhead::draw(int width, int height) {
       each.picture.drawFrom(*each.lane, width, height);
     }
   }
+}
+
+std::optional<MpvAhead::Clock::time_point> MpvAhead::tidiesAt() {
+  for (auto& each : opened_) {
+    if (!each.lane->isReady() || std::exchange(each.wasReady, true)) continue;
+    tidiesAt_ = Clock::now() + timeToSettle;
+  }
+  return tidiesAt_;
+}
+
+void MpvAhead::tidy() {
+  tidiesAt_.reset();
+  giveBackFreedMemory();
 }
 
 // The likeliest that may be opened, as many as there may be at most.

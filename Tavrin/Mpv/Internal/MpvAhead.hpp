@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -21,6 +22,8 @@ namespace tavrin {
 /// loaded, in the ordinary way.
 class MpvAhead {
  public:
+  using Clock = std::chrono::steady_clock;
+
   /// `wake` is called on any thread when there may be something to let go or to open.
   MpvAhead(MpvLanes& lanes, std::function<void()> wake) : lanes_(lanes), share_(std::move(wake)) {}
 
@@ -41,6 +44,10 @@ class MpvAhead {
   void open(const MpvRequests::Wishes& wishes);
   /// Draws first pictures that have come out, once each, in a size in pixels.
   void draw(int width, int height);
+  /// When what opening has left behind can be given back to the system. Absent when nothing is
+  /// left.
+  std::optional<Clock::time_point> tidiesAt();
+  void tidy();
 
  private:
   using Asset = std::shared_ptr<AVURLAsset>;
@@ -48,6 +55,7 @@ class MpvAhead {
     Asset asset;
     MpvLane* lane;  // of `lanes_`
     DrawnPicture picture;
+    bool wasReady;
   };
 
   std::vector<Asset> wanted(const MpvRequests::Wishes& wishes) const;
@@ -63,6 +71,7 @@ class MpvAhead {
   std::vector<Opened> opened_;
   std::vector<Asset> failed_;  // of those that are expected
   std::vector<Asset> asked_;   // what the share has been asked for
+  std::optional<Clock::time_point> tidiesAt_;
 };
 
 }  // namespace tavrin

@@ -27,6 +27,16 @@ std::int64_t number(const mpv_node& node, std::string_view name) {
   return value && value->format == MPV_FORMAT_INT64 ? value->u.int64 : 0;
 }
 
+double real(const mpv_node& node, std::string_view name) {
+  const auto* value = member(node, name);
+  return value && value->format == MPV_FORMAT_DOUBLE ? value->u.double_ : 0;
+}
+
+bool isSet(const mpv_node& node, std::string_view name) {
+  const auto* value = member(node, name);
+  return value && value->format == MPV_FORMAT_FLAG && value->u.flag != 0;
+}
+
 std::string_view text(const mpv_node& node, std::string_view name) {
   const auto* value = member(node, name);
   return value && value->format == MPV_FORMAT_STRING ? value->u.string : "";
@@ -37,7 +47,18 @@ std::string_view text(const mpv_node& node, std::string_view name) {
 TrackFacts TrackFacts::of(const mpv_node& track) {
   return {number(track, "demux-w"), number(track, "demux-h"),
           turnOfDegrees(static_cast<double>(number(track, "demux-rotation"))),
-          std::ranges::find(plainCodecs, text(track, "codec")) == std::end(plainCodecs)};
+          real(track, "demux-fps"),
+          std::ranges::find(plainCodecs, text(track, "codec")) != std::end(plainCodecs)};
+}
+
+std::vector<TrackFacts> TrackFacts::ofVideos(const mpv_node& tracks) {
+  std::vector<TrackFacts> videos;
+  if (tracks.format != MPV_FORMAT_NODE_ARRAY) return videos;
+  for (int i = 0; i < tracks.u.list->num; ++i) {
+    const auto& track = tracks.u.list->values[i];
+    if (text(track, "type") == "video" && !isSet(track, "albumart")) videos.push_back(of(track));
+  }
+  return videos;
 }
 
 PictureFacts PictureFacts::of(const mpv_node& parameters) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <vector>
 
 #include "Tavrin/Mpv/Internal/Turning.hpp"
 
@@ -14,10 +14,14 @@ struct TrackFacts {
   std::int64_t width = 0;   // pixels; 0 while it is not known
   std::int64_t height = 0;  // pixels; 0 while it is not known
   Turn turn = Turn::none;
-  /// Whether pictures of this codec may be of a high dynamic range: their first one tells.
-  bool mayBeHdr = false;
+  double rate = 0;  // pictures per second; 0 while it is not known
+  /// Whether its codec is an older one, of eight bits. Pictures of any other take longer to decode,
+  /// and may be of a high dynamic range: their first one tells.
+  bool isOfPlainCodec = true;
 
   static TrackFacts of(const mpv_node& track);
+  /// The video tracks of a file's list of tracks, but for cover art.
+  static std::vector<TrackFacts> ofVideos(const mpv_node& tracks);
 };
 
 /// What a decoded picture is like, as it is handed to the renderer.

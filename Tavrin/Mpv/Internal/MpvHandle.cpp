@@ -4,6 +4,7 @@
 #include <mpv/render.h>
 
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Tavrin/Mpv/Internal/MpvSettings.hpp"
@@ -27,6 +28,8 @@ constexpr Observed observed[] = {
     {"eof-reached", MPV_FORMAT_FLAG, Kind::end},
     {"paused-for-cache", MPV_FORMAT_FLAG, Kind::starved},
 };
+
+constexpr std::int64_t decoderPadding = 128;  // pixels a side
 
 constexpr const char* videoTrack = "current-tracks/video";
 constexpr const char* pictureParameters = "video-out-params";
@@ -100,6 +103,11 @@ MpvEvent logged(std::string text) {
   return event;
 }
 
+// No error: software decodes in its place.
+bool isOfMissingHardware(const mpv_event_log_message& message) {
+  return std::string_view(message.text).starts_with("AVHWDeviceContext:");
+}
+
 std::string logLine(const mpv_event_log_message& message) {
   std::string line = std::string(message.prefix) + ": " + message.text;
   while (!line.empty() && line.back() == '\n') line.pop_back();
@@ -138,6 +146,8 @@ std::optional<MpvEvent> translate(const mpv_event& event) {
       if (event.error >= 0) return std::nullopt;
       return logged("a setting was refused: " + errorText(event.error));
     case MPV_EVENT_LOG_MESSAGE:
+      if (isOfMissingHardware(*static_cast<const mpv_event_log_message*>(event.data)))
+        return std::nullopt;
       return logged(logLine(*static_cast<const mpv_event_log_message*>(event.data)));
     default:
       return std::nullopt;
@@ -162,12 +172,15 @@ std::string MpvHandle::start(const MpvEngineOptions& options, Bell& bell) {
     if (code < 0) return std::string("libmpv refuses ") + name + ": " + errorText(code);
   }
   if (options.sound == MpvEngineOptions::Sound::none) mpv_set_option_string(mpv_, "ao", "null");
-  const auto limit = "max_pixels=" + std::to_string(options.maxPixels);
+  // Its buffers are larger than the pictures, by some pixels a side. Pictures are judged exactly.
+  const auto most = options.maxPixels + 2 * decoderPadding * options.maxSide;
+  const auto limit = "max_pixels=" + std::to_string(most);
   mpv_set_option_string(mpv_, "vd-lavc-o", limit.c_str());
   mpv_request_log_messages(mpv_, "error");
   mpv_set_wakeup_callback(mpv_, ringBell, &bell);
   int code = mpv_initialize(mpv_);
   if (code >= 0) code = MpvStream::addProtocol(mpv_);
+  if (code >= 0) code = mpv_hook_add(mpv_, 0, "on_preloaded", 0);
   if (code < 0) return "libmpv cannot start: " + errorText(code);
 
   // The renderer comes before the first load, which would otherwise open without a picture.
@@ -227,10 +240,32 @@ void MpvHandle::askWhetherAtEnd(std::uint64_t id) {
   mpv_get_property_async(mpv_, id, "eof-reached", MPV_FORMAT_FLAG);
 }
 
+// While it is held libmpv does nothing but answer: these calls return at once.
+MpvEvent MpvHandle::tracksFound(std::uint64_t id) {
+  auto event = eventOf(Kind::tracksFound, id);
+  mpv_node tracks{};
+  if (mpv_get_property(mpv_, "track-list", MPV_FORMAT_NODE, &tracks) >= 0) {
+    event.tracks = TrackFacts::ofVideos(tracks);
+    mpv_free_node_contents(&tracks);
+  }
+  return event;
+}
+
+void MpvHandle::setDecoding(const Decoding& decoding) {
+  if (std::exchange(decoding_, decoding) == decoding) return;
+  std::int64_t threads = decoding.threads;
+  mpv_set_property(mpv_, "vd-lavc-threads", MPV_FORMAT_INT64, &threads);
+  mpv_set_property_string(mpv_, "hwdec", decoding.usesHardware ? "auto-copy-safe" : "no");
+}
+
+void MpvHandle::proceed(std::uint64_t id) { mpv_hook_continue(mpv_, id); }
+
 std::optional<MpvEvent> MpvHandle::nextEvent() {
   for (;;) {
     const mpv_event* event = mpv_wait_event(mpv_, 0);
     if (event->event_id == MPV_EVENT_NONE) return std::nullopt;
+    if (event->event_id == MPV_EVENT_HOOK)
+      return tracksFound(static_cast<const mpv_event_hook*>(event->data)->id);
     if (auto translated = translate(*event)) return translated;
   }
 }

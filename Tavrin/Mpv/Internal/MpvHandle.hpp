@@ -6,11 +6,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Tavrin/Foundation/Error.hpp"
 #include "Tavrin/Foundation/Mutex.hpp"
 #include "Tavrin/Media/MediaEngine.hpp"
 #include "Tavrin/Mpv/Internal/Bell.hpp"
+#include "Tavrin/Mpv/Internal/Decoding.hpp"
 #include "Tavrin/Mpv/Internal/MpvFacts.hpp"
 #include "Tavrin/Mpv/Internal/Turning.hpp"
 #include "Tavrin/Mpv/MpvEngine.hpp"
@@ -25,6 +27,7 @@ struct MpvEvent {
   enum class Kind {
     idle,             // nothing is open, and no picture is left
     fileStarted,      // the address is about to be opened
+    tracksFound,      // id: what `proceed` takes; tracks: its video tracks, before any is decoded
     fileOpened,       // its tracks are known
     fileEnded,        // error: why it failed, absent when it did not
     commandEnded,     // id: the command's; error: why it failed, absent when it did not
@@ -45,6 +48,7 @@ struct MpvEvent {
   double number = 0;
   std::string text;
   std::optional<Error> error;
+  std::vector<TrackFacts> tracks;
   std::optional<TrackFacts> track;
   std::optional<PictureFacts> picture;
 };
@@ -60,7 +64,7 @@ class MpvHandle {
   MpvHandle(const MpvHandle&) = delete;
   MpvHandle& operator=(const MpvHandle&) = delete;
 
-  // None of these waits. Commands and settings are carried out in order.
+  // None of these waits for more than a moment. Commands and settings are carried out in order.
   /// `id`, unless it is 0, comes back in the command's event.
   void command(std::initializer_list<const char*> words, std::uint64_t id = 0);
   void set(const char* property, bool value);
@@ -75,6 +79,10 @@ class MpvHandle {
   /// Asks where playback is; the answer comes as an observation's would.
   void askForPosition(std::uint64_t id);
   void askWhetherAtEnd(std::uint64_t id);
+  /// Sets what decodes the file whose tracks have been found.
+  void setDecoding(const Decoding& decoding);
+  /// Lets the file go on whose tracks have been found. It waits for this, even to be stopped.
+  void proceed(std::uint64_t id);
   /// The next event, absent when there is none now.
   std::optional<MpvEvent> nextEvent();
 
@@ -89,9 +97,11 @@ class MpvHandle {
  private:
   MpvHandle() = default;
   std::string start(const MpvEngineOptions& options, Bell& bell);
+  MpvEvent tracksFound(std::uint64_t id);
   bool render(const PixelBuffer& target) TAVRIN_REQUIRES(renderMutex_);
 
   mpv_handle* mpv_ = nullptr;  // owned
+  Decoding decoding_;          // set last
   Mutex renderMutex_;          // libmpv takes one call to a renderer at a time
   mpv_render_context* renderer_ TAVRIN_GUARDED_BY(renderMutex_) = nullptr;  // owned
   Turn turn_ TAVRIN_GUARDED_BY(renderMutex_) = Turn::none;

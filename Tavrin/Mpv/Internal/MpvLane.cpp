@@ -137,6 +137,7 @@ bool MpvLane::update(const std::function<void(const std::string&)>& logError) {
     handle(*event);
     const auto failure = phase_ == Phase::open ? pictures_.handle(*event) : std::nullopt;
     if (failure) fail(*failure);
+    if (event->kind == Kind::tracksFound) handle_->proceed(event->id);
   }
   if (phase_ != Phase::open) return false;
   if (hasNewPicture) pictures_.take();

@@ -36,6 +36,8 @@ void MpvPictures::begin(std::uint64_t opening) {
 
 std::optional<Error> MpvPictures::handle(const MpvEvent& event) {
   switch (event.kind) {
+    case Kind::tracksFound:
+      return handleTracks(event.tracks);
     case Kind::fileOpened:
       handle_.askForTrack(opening_);
       break;
@@ -66,6 +68,19 @@ std::optional<Error> MpvPictures::handle(const MpvEvent& event) {
   return std::nullopt;
 }
 
+// A decoder that refuses a size only says that it cannot decode: so sizes are judged before there
+// is one.
+std::optional<Error> MpvPictures::handleTracks(const std::vector<TrackFacts>& tracks) {
+  std::optional<Error> refusal;
+  for (const auto& track : tracks) {
+    refusal = judgeSize(track.width, track.height);
+    if (refusal) continue;
+    handle_.setDecoding(Decoding::of(track, machine_));  // the first is the one that is played
+    break;
+  }
+  return refusal;
+}
+
 void MpvPictures::askForAny() {
   if (!isTaken_) handle_.askForPicture(opening_ | isAnyOut);
 }
@@ -74,7 +89,7 @@ std::optional<Error> MpvPictures::handleTrack(const std::optional<TrackFacts>& t
   if (!track) return noPicture();
   track_ = track;
   if (track->turn != Turn::none) handle_.setTurn(track->turn);
-  if (track->mayBeHdr) {
+  if (!track->isOfPlainCodec) {
     isHeld_ = true;
     handle_.askForPicture(opening_);
   }

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "Tavrin/Foundation/Error.hpp"
+#include "Tavrin/Mpv/Internal/Decoding.hpp"
 #include "Tavrin/Mpv/Internal/MpvHandle.hpp"
 
 namespace tavrin {
@@ -16,7 +18,9 @@ class MpvPictures {
   static constexpr std::uint64_t mapCommand = ~std::uint64_t{1};
 
   MpvPictures(MpvHandle& handle, const MpvEngineOptions& options)
-      : handle_(handle), maxSide_(options.maxSide), maxPixels_(options.maxPixels) {}
+      : handle_(handle), maxSide_(options.maxSide), maxPixels_(options.maxPixels) {
+    machine_.hasHardware &= options.hardware == MpvEngineOptions::Hardware::whereNeeded;
+  }
 
   /// A file is about to be opened, under a number of its own: nothing of the last one holds.
   void begin(std::uint64_t opening);
@@ -32,6 +36,7 @@ class MpvPictures {
  private:
   enum class Mapping { none, sent, set, jumping };
 
+  std::optional<Error> handleTracks(const std::vector<TrackFacts>& tracks);
   std::optional<Error> handleTrack(const std::optional<TrackFacts>& track);
   std::optional<Error> handlePicture(std::uint64_t id, const std::optional<PictureFacts>& picture);
   std::optional<Error> judgeSize(std::int64_t width, std::int64_t height) const;
@@ -41,6 +46,7 @@ class MpvPictures {
   MpvHandle& handle_;
   const std::int64_t maxSide_;    // pixels
   const std::int64_t maxPixels_;  // pixels
+  DecodingMachine machine_ = DecodingMachine::own();
   std::uint64_t opening_ = 0;
   std::optional<TrackFacts> track_;
   bool isTaken_ = false;

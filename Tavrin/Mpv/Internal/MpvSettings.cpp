@@ -60,10 +60,10 @@ constexpr MpvSetting settings[] = {
     // Pictures are drawn by the host. They are handed over when they are due, not before.
     {"vo", "libmpv"},
     {"video-timing-offset", "0"},
-    {"hwdec", "no"},
     // libmpv's software renderer says that it turns pictures, and does not: we do.
     {"video-rotate", "no"},
-    // More threads would have to be filled with frames before the first one comes out.
+    // What decodes is chosen for each clip, once it is known how large it is.
+    {"hwdec", "no"},
     {"vd-lavc-threads", "1"},
 
     // A missing sound device leaves the picture.
