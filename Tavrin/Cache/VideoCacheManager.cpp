@@ -102,7 +102,7 @@ std::shared_ptr<AVPlayerItem> VideoCacheManager::returnVideoFromArr(const URL& v
   item->setUpcoming(weak_from_this());
   {
     const LockGuard lock(mutex_);
-    soon_ = {video.lastPathComponent(), nextName_};
+    currentName_ = video.lastPathComponent();
   }
   hastenDownloads();
   return item;
@@ -147,7 +147,6 @@ void VideoCacheManager::onSkipForwardPrepare(const std::optional<Media>& prevVid
   drop(prevVideo);
   prepare(nextVideo, Place::back, Duplicates::skipped);
   expectNext(nextVideo);
-  headFor(nextVideo);
 }
 
 void VideoCacheManager::onSkipBackPrepare(const std::optional<Media>& prevVideo,
@@ -155,7 +154,6 @@ void VideoCacheManager::onSkipBackPrepare(const std::optional<Media>& prevVideo,
   drop(nextVideo);
   prepare(prevVideo, Place::front, Duplicates::skipped);
   expectNext(prevVideo);
-  headFor(prevVideo);
 }
 
 // Returns false when the video is on disk but cannot be opened.
@@ -204,17 +202,10 @@ void VideoCacheManager::expectNext(const std::optional<Media>& video) {
 }
 
 bool VideoCacheManager::isPlayedSoon(const std::string& name) const {
-  return std::ranges::find(soon_, name) != soon_.end();
+  return name == currentName_ || (!expectedNames_.empty() && name == expectedNames_.front());
 }
 
-void VideoCacheManager::headFor(const std::optional<Media>& video) {
-  if (!video || !video->url) return;
-  const LockGuard lock(mutex_);
-  nextName_ = video->url->lastPathComponent();
-}
-
-// Those of the video that was handed out last, and of the next one in the direction of the steps,
-// come before the rest.
+// Those of the current video and of the next one come before the rest.
 void VideoCacheManager::hastenDownloads() {
   std::vector<std::pair<std::shared_ptr<CachingPlayerItem>, bool>> downloading;
   {

@@ -94,7 +94,6 @@ class VideoCacheManager final : public CachingPlayerItemDelegate,
   void drop(const std::optional<Media>& video);
   std::shared_ptr<AVPlayerItem> findItem(const URL& video, const std::string& mimeType);
   void expectNext(const std::optional<Media>& video);
-  void headFor(const std::optional<Media>& video);
   void hastenDownloads();
   bool isPlayedSoon(const std::string& name) const TAVRIN_REQUIRES(mutex_);
   void removeStreamable(const CachingPlayerItem& item);
@@ -108,11 +107,9 @@ class VideoCacheManager final : public CachingPlayerItemDelegate,
   mutable Mutex mutex_;
   NamedItems cachedItems_ TAVRIN_GUARDED_BY(mutex_);
   NamedItems streamableItems_ TAVRIN_GUARDED_BY(mutex_);
-  std::vector<std::string> expectedNames_
-      TAVRIN_GUARDED_BY(mutex_);                    // the likeliest next one first
-  std::string nextName_ TAVRIN_GUARDED_BY(mutex_);  // in the direction of the last step
-  // The video that was handed out last, and the next one as it was then.
-  std::vector<std::string> soon_ TAVRIN_GUARDED_BY(mutex_);
+  std::string currentName_ TAVRIN_GUARDED_BY(mutex_);  // of the video that was handed out last
+  // Of videos that may be next, the one in the direction of the last step first.
+  std::vector<std::string> expectedNames_ TAVRIN_GUARDED_BY(mutex_);
 };
 
 }  // namespace tavrin
