@@ -188,6 +188,20 @@ void memory(Figures& figures) {
   figures.report("link.peak_memory", median(peaks), "MiB, 10 x 100 MiB cold", atMost(3 * 100 + 64));
 }
 
+// Bodies so small that each takes two round trips and no time.
+void smallBodies(Figures& figures) {
+  constexpr int count = 1200;
+  const testing::TemporaryDirectory directory;
+  const auto body = (directory.path() / "body.mp4").string();
+  std::ofstream(body) << std::string(2048, 'v');
+  const auto start = Clock::now();
+  PlayedWorkout workout(count, false, "plain", body, fast.settings());
+  while (workout.countKept() < count && secondsSince(start) < 100) workout.playOn(20ms);
+  const bool isDone = workout.countKept() == count;
+  figures.report("link.small_bodies", isDone ? secondsSince(start) : std::nan(""),
+                 fast.unit("s, 1,200 x 2 KiB cold"), atMost(15));
+}
+
 }  // namespace
 }  // namespace tavrin::benchmarks
 
@@ -202,5 +216,6 @@ int main(int argc, char** argv) {
   figures.measure({"link.step_far_8000"}, [](Figures& all) { farStep(all, fast); });
   figures.measure({"link.step_far_2800"}, [](Figures& all) { farStep(all, slow); });
   figures.measure({"link.peak_memory"}, memory);
+  figures.measure({"link.small_bodies"}, smallBodies);
   return figures.exitStatus();
 }

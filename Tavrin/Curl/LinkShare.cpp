@@ -10,7 +10,7 @@ struct LinkShare::Turn {
   std::vector<Change> changes;
   double giving = 0;       // the highest rank of one that gives bytes, or has just begun
   std::size_t others = 0;  // that do, and nobody waits for
-  bool isAnyConnecting = false;
+  std::size_t connecting = 0;
   std::size_t unvisited;  // connected, and further back
   bool isAnyKeptBack = false;
 };
@@ -32,7 +32,7 @@ void LinkShare::setPriority(Id id, double priority) {
   isUnsettled_ = true;
 }
 
-void LinkShare::received(Id id, Time now) {
+void LinkShare::received(Id id, Time now, std::int64_t bytes) {
   const auto found = transfers_.find(id);
   if (found == transfers_.end()) return;
   auto& transfer = found->second;
@@ -40,6 +40,8 @@ void LinkShare::received(Id id, Time now) {
   if (transfer.patientUntil <= now || !transfer.hasGiven) isUnsettled_ = true;
   transfer.hasGiven = true;
   transfer.patientUntil = now + limits_.patience;
+  transfer.bytes += bytes;
+  if (transfer.bytes > limits_.smallBytes) connectingAtOnce_ = 1;
 }
 
 void LinkShare::restart(Id id) {
@@ -47,11 +49,15 @@ void LinkShare::restart(Id id) {
   if (found == transfers_.end()) return;
   disconnect(found->second);
   found->second.hasGiven = false;
+  found->second.bytes = 0;
 }
 
 void LinkShare::remove(Id id) {
   const auto found = transfers_.find(id);
   if (found == transfers_.end()) return;
+  if (found->second.hasGiven && found->second.bytes <= limits_.smallBytes) {
+    connectingAtOnce_ = std::min(connectingAtOnce_ * 2, limits_.smallAtOnce);
+  }
   disconnect(found->second);
   line_.erase(place(id, found->second));
   transfers_.erase(found);
@@ -79,11 +85,12 @@ std::vector<LinkShare::Change> LinkShare::settle(Time now) {
   isUnsettled_ = false;
   nextChange_.reset();
   Turn turn{.now = now, .changes = {}, .unvisited = connectionsInAll_};
+  const auto atOnce = std::max(limits_.atOnce, connectingAtOnce_);
   for (const auto& [_, id] : line_) {
     auto& transfer = transfers_.at(id);
-    const bool isFirst = transfer.state != State::waiting || !turn.isAnyConnecting;
-    const bool mayReceive = isWatched(transfer) || (rank(transfer) >= turn.giving && isFirst &&
-                                                    turn.others < limits_.atOnce);
+    const bool isInTurn = transfer.state != State::waiting || turn.connecting < connectingAtOnce_;
+    const bool mayReceive =
+        isWatched(transfer) || (rank(transfer) >= turn.giving && isInTurn && turn.others < atOnce);
     // Those behind neither receive nor may begin.
     turn.isAnyKeptBack |= !mayReceive;
     if (!mayReceive && turn.unvisited == 0) break;
@@ -110,7 +117,7 @@ void LinkShare::let(Id id, Transfer& transfer, bool mayReceive, Turn& turn) {
   if (transfer.patientUntil <= turn.now) return;
   turn.giving = std::max(turn.giving, rank(transfer));
   if (!isWatched(transfer)) ++turn.others;
-  turn.isAnyConnecting |= !transfer.hasGiven;
+  if (!transfer.hasGiven) ++turn.connecting;
   nextChange_ = std::min(nextChange_.value_or(transfer.patientUntil), transfer.patientUntil);
 }
 

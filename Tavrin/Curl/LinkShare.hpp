@@ -22,8 +22,9 @@ namespace tavrin::curl {
 /// While one of them gives bytes, no other does. Otherwise the first few in line receive, ordered
 /// by priority, then by when they came, and none while one of a higher priority gives. They connect
 /// one after another, each when the one before has begun to give: one that turns out to be awaited
-/// then finds the link free. A transfer that has given nothing for a while keeps its connection,
-/// and no longer keeps others waiting.
+/// then finds the link free. While bodies are so small that this leaves the link idle, more of them
+/// connect at once. A transfer that has given nothing for a while keeps its connection, and no
+/// longer keeps others waiting.
 class LinkShare {
  public:
   using Time = std::chrono::steady_clock::time_point;
@@ -33,6 +34,10 @@ class LinkShare {
     /// Transfers nobody waits for that receive at once: enough to fill the link, few enough that
     /// bodies are finished one after another.
     std::size_t atOnce = 3;
+    /// The same, and how many of them connect at once, while bodies are small.
+    std::size_t smallAtOnce = 8;
+    /// A body of so few bytes is small.
+    std::int64_t smallBytes = std::int64_t{32} * 1024;
     /// Connections of transfers nobody waits for, to one server and in all. The others may have as
     /// many again.
     std::size_t connectionsPerServer = 16;
@@ -57,8 +62,8 @@ class LinkShare {
   /// A transfer at the end of the line of its priority, from 0 to 1.
   Id add(std::string server, double priority);
   void setPriority(Id id, double priority);
-  /// It has given bytes.
-  void received(Id id, Time now);
+  /// It has given the head of an answer, without bytes, or bytes of its body.
+  void received(Id id, Time now, std::int64_t bytes);
   /// It has lost its connection, and waits in line again, in its old place.
   void restart(Id id);
   /// Unknown ones are ignored.
@@ -76,7 +81,8 @@ class LinkShare {
     double priority;
     State state = State::waiting;
     bool hasGiven = false;
-    Time patientUntil{};  // while it receives
+    std::int64_t bytes = 0;  // of its body
+    Time patientUntil{};     // while it receives
   };
   // By priority, the highest first, then by age.
   using Place = std::pair<double, Id>;
@@ -98,6 +104,7 @@ class LinkShare {
   std::set<Place> line_;  // all of them
   std::map<std::string, std::size_t> connections_;
   std::size_t connectionsInAll_ = 0;
+  std::size_t connectingAtOnce_ = 1;  // doubled by each small body, reset by a larger one
   Id lastId_ = 0;
   bool isUnsettled_ = false;
   std::optional<Time> nextChange_;

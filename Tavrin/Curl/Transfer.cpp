@@ -129,7 +129,7 @@ bool Transfer::endHead() {
   if (head.objection) return fail(std::move(*head.objection));
   lastProgress_ = Clock::now();
   hasResponse_ = true;
-  TransferThread::shared().line().received(place_);
+  TransferThread::shared().line().received(place_, 0);
   return tell(head.response);
 }
 
@@ -147,7 +147,7 @@ bool Transfer::receiveBody(std::span<const std::byte> bytes) {
   lastProgress_ = Clock::now();
   // The body of a redirect that leads nowhere. curl itself drops that of one it follows.
   if (!hasResponse_) return false;
-  TransferThread::shared().line().received(place_);
+  TransferThread::shared().line().received(place_, std::ssize(bytes));
   receivedBytes_ += std::ssize(bytes);
   if (receivedBytes_ > limits_.mostBodyBytes) return fail(tooLargeError(limits_.mostBodyBytes));
   // Not by the callback's result, for which curl would copy what it has just read.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,7 +24,9 @@ class TransferLine {
   /// Puts the transfer in line, and keeps it until it is removed.
   Id add(std::shared_ptr<Transfer> transfer, std::string server, double priority);
   void setPriority(Id id, double priority) { share_.setPriority(id, priority); }
-  void received(Id id) { share_.received(id, std::chrono::steady_clock::now()); }
+  void received(Id id, std::int64_t bytes) {
+    share_.received(id, std::chrono::steady_clock::now(), bytes);
+  }
   /// The transfer has lost its connection and wants another.
   void restart(Id id) { share_.restart(id); }
   void remove(Id id);

@@ -18,6 +18,8 @@ using Id = LinkShare::Id;
 
 constexpr double low = 0.25, normal = 0.5, next = 0.6, watched = 1;
 
+constexpr std::int64_t large = 1 << 20;
+
 // The transfers that connect, receive and are held, as the changes have it.
 class Share : public ::testing::Test {
  protected:
@@ -55,7 +57,7 @@ class Share : public ::testing::Test {
     for (; time > 0ms; time -= 100ms) {
       pass(100ms);
       for (const auto id : giving) {
-        if (receiving_.contains(id)) share_.received(id, now_);
+        if (receiving_.contains(id)) share_.received(id, now_, large);
       }
       receiving();
     }
@@ -97,12 +99,27 @@ TEST_F(Share, HigherPriorityThatGivesHasTheLinkBeforeLowerOnes) {
   pass(300ms, {first, second});
   share_.setPriority(third, next);
   EXPECT_THAT(receiving(), ElementsAre(third));
-  share_.received(third, now_);
+  share_.received(third, now_, large);
   share_.setPriority(second, watched);
   EXPECT_THAT(receiving(), ElementsAre(second));
   end(second);
   EXPECT_THAT(pass(900ms, {}), ElementsAre(third)) << "it may still give";
   EXPECT_THAT(pass(200ms, {}), ElementsAre(first, third));
+}
+
+TEST_F(Share, MoreConnectAtOnceWhileBodiesAreSmall) {
+  auto ids = add(20, "a");
+  const auto endFirst = [&] {
+    share_.received(ids.front(), now_, 1000);
+    end(ids.front());
+    ids.erase(ids.begin());
+    return receiving().size();
+  };
+  EXPECT_EQ(receiving().size(), 1u);
+  EXPECT_EQ(endFirst(), 2u);
+  EXPECT_EQ(endFirst(), 4u) << "as many as there may be to a server";
+  share_.received(ids.front(), now_, large);
+  EXPECT_THAT(receiving(), ElementsAre(ids[0], ids[1])) << "the others are held";
 }
 
 TEST_F(Share, WhoGivesNothingKeepsNobodyWaiting) {
@@ -116,7 +133,7 @@ TEST_F(Share, WhoGivesNothingKeepsNobodyWaiting) {
   EXPECT_THAT(receiving(), ElementsAre(stalled, first, second)) << "nor does that one answer";
   pass(200ms);
   EXPECT_THAT(receiving(), ElementsAre(stalled, first, second, third));
-  share_.received(stalled, now_);
+  share_.received(stalled, now_, large);
   EXPECT_THAT(receiving(), ElementsAre(stalled)) << "it gives again";
 }
 
