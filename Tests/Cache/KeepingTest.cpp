@@ -204,9 +204,13 @@ class SlowDiskTest : public KeepingTest {
 TEST_F(SlowDiskTest, HoldsUpNeitherReadersNorOtherDownloadsNorTheMainQueue) {
   const auto small = body.substr(0, mebibyte);
   server.serve("/large.mp4", testing::makeBody(12 * mebibyte));
+  // It is held back when all of it has come from the server.
+  const auto medium = testing::makeBody(2 * mebibyte + mebibyte / 8);
+  server.serve("/medium.mp4", medium);
   for (int i = 0; i < 6; ++i) server.serve("/" + std::to_string(i), small);
   freeze(true);
   const auto large = save("large.mp4");
+  save("medium.mp4");
   for (int i = 0; i < 6; ++i) {
     EXPECT_TRUE(reads(*save(std::to_string(i)), small)) << i;
   }
@@ -215,10 +219,11 @@ TEST_F(SlowDiskTest, HoldsUpNeitherReadersNorOtherDownloadsNorTheMainQueue) {
   const auto other = CachingPlayerItem::make(url("0"));
   EXPECT_TRUE(reads(*other, small));
   EXPECT_LE(large->progress().received, 3 * mebibyte) << "what waits for the disk is bounded";
-  EXPECT_EQ(manager->streamableItems().size(), 7U);
+  EXPECT_EQ(manager->streamableItems().size(), 8U);
   freeze(false);
   ASSERT_TRUE(waitUntil([&] { return manager->streamableItems().empty(); }));
   for (int i = 0; i < 6; ++i) EXPECT_TRUE(fileContents(std::to_string(i)) == small);
+  EXPECT_TRUE(fileContents("medium.mp4") == medium);
   EXPECT_TRUE(fileContents("large.mp4") == testing::makeBody(12 * mebibyte));
 }
 
