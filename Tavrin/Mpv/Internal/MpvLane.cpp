@@ -96,7 +96,7 @@ void MpvLane::setStockToGoOn(double seconds) {
 }
 
 std::optional<MpvLane::Clock::time_point> MpvLane::reviewStall() {
-  if (!load_.isStarved || !reader_) {
+  if (!load_.isStarved || !load_.hasMoved || !reader_) {
     stall_.reset();
     setStockToGoOn(StallWait::leastStock);
     return std::nullopt;
