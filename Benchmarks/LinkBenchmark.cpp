@@ -80,7 +80,7 @@ struct Watched {
 /// A workout that is watched, and what is measured meanwhile.
 class Watching {
  public:
-  explicit Watching(const Link& link) : workout_(videos, false, "plain", clip(), link.settings()) {
+  explicit Watching(const Link& link) : workout_(videos, false, "plain", clip_, link.settings()) {
     const auto prepared = Clock::now();
     waitForDownloads(workout_);
     waited_ = millisecondsSince(prepared);
@@ -114,6 +114,7 @@ class Watching {
     return true;
   }
 
+  const std::string clip_ = clip();  // drawn before the clock runs
   const Clock::time_point start_ = Clock::now();
   const std::shared_ptr<Events> events_ = Events::count();
   PlayedWorkout workout_;
