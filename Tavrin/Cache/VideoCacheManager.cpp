@@ -201,7 +201,9 @@ void VideoCacheManager::expectNext(const std::optional<Media>& video) {
   tellUpcomingObservers();
 }
 
+// As long as none has been handed out, they are downloaded in the order in which they were saved.
 bool VideoCacheManager::isPlayedSoon(const std::string& name) const {
+  if (currentName_.empty()) return false;
   return name == currentName_ || (!expectedNames_.empty() && name == expectedNames_.front());
 }
 

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <fstream>
+#include <functional>
 
 #include "Tavrin/Cache/VideoCacheManager.hpp"
 #include "Tavrin/Media/AssetByteReader.hpp"
@@ -175,27 +176,42 @@ TEST_F(CacheManagerTest, StepsKeepTheNeighboursOfThePosition) {
   EXPECT_THAT(prepared(), ElementsAre("b.mp4", "c.mp4")) << "duplicates go together";
 }
 
-// While somebody waits for another transfer's bytes, all of these wait in line.
-TEST_F(CacheManagerTest, TheVideoInTheDirectionOfTheStepsIsDownloadedFirst) {
+// Saves and steps happen while somebody waits for another transfer's bytes, so that all downloads
+// wait in line.
+TEST_F(CacheManagerTest, DownloadsComeInTheirOrderAndThoseOfThePositionFirst) {
   server.serve("/watched", std::string(8 << 20, 'v'));
   for (const char* name : {"a", "b", "c", "d"}) server.serve("/" + std::string(name), "v");
   const testing::LinkSimulator link(server.port(), {.bytesPerSecond = 200'000});
-  const auto watched = AssetByteReader::make(AVURLAsset::make(link.url("/watched")));
-  std::byte first{};
-  ASSERT_EQ(watched->read({&first, 1}), 1);
-  save("a");
-  save("b");
-  manager->onSkipForwardPrepare(std::nullopt, media("d"));
-  take("c");
-  save("d");
-  save("c");
-  manager->onSkipBackPrepare(media("c"), media("d"));
-  take("b");
-  watched->cancel();
-  ASSERT_TRUE(waitForDownloads());
-  std::vector<std::string> paths;
-  for (const auto& request : server.requests()) paths.push_back(request.path);
-  EXPECT_THAT(paths, ElementsAre("/watched", "/b", "/c", "/a", "/d"));
+  const auto requestsAfter = [&](const std::function<void()>& change) {
+    const auto watched = AssetByteReader::make(AVURLAsset::make(link.url("/watched")));
+    std::byte first{};
+    EXPECT_EQ(watched->read({&first, 1}), 1);
+    const auto before = server.requests().size();
+    change();
+    watched->cancel();
+    EXPECT_TRUE(waitForDownloads());
+    std::string paths;
+    const auto all = server.requests();
+    for (auto i = before; i < all.size(); ++i) paths += all[i].path;
+    for (const auto& file : files()) fs::remove(cacheDirectory() / file);
+    return paths;
+  };
+  const auto unwatched = [&] {
+    manager->prepareFirstTwoVideos(media("a"), media("b"));
+    for (const char* name : {"a", "b", "c", "d"}) save(name);
+  };
+  EXPECT_EQ(requestsAfter(unwatched), "/a/b/c/d");
+  const auto stepped = [&] {
+    save("a");
+    save("b");
+    manager->onSkipForwardPrepare(std::nullopt, media("d"));
+    take("c");
+    save("d");
+    save("c");
+    manager->onSkipBackPrepare(media("c"), media("d"));
+    take("b");
+  };
+  EXPECT_EQ(requestsAfter(stepped), "/b/c/a/d");
 }
 
 TEST_F(CacheManagerTest, AddressesWithOneLastComponentShareAFile) {

@@ -72,8 +72,8 @@ class MpvLane {
   void setPlaying(bool playing);
   void setMuted(bool muted);
   void setWaitsToMinimizeStalling(bool waits);
-  /// Decides how long a load waits that has played and run out of bytes. Returns when to decide anew; absent
-  /// for one that does not wait.
+  /// Decides how long a load waits that has played and run out of bytes. Returns when to decide
+  /// anew; absent for one that does not wait.
   std::optional<Clock::time_point> reviewStall();
   /// Moves to a time in seconds; the load must be ready. A seek under way is overtaken.
   void seek(std::uint64_t serial, double seconds);
