@@ -51,7 +51,11 @@ struct Sighting {
 // The first and the last video are good.
 std::vector<Media> makeWorkout(testing::RangeServer& server, const Fault& fault) {
   server.serve("/" + firstName, testClip("red.mp4"));
-  server.serve(fault.path, testClip("long.mp4"), fault.behaviour);
+  if (fault.answer.empty()) {
+    server.serve(fault.path, testClip("long.mp4"), fault.behaviour);
+  } else {
+    server.serve(fault.path, fault.answer);
+  }
   server.serve("/" + lastName, testClip("blue.mp4"));
   const auto faulty = fault.address.empty() ? server.url(fault.path) : *URL::parse(fault.address);
   std::vector<Media> workout;
@@ -63,8 +67,8 @@ std::vector<Media> makeWorkout(testing::RangeServer& server, const Fault& fault)
 
 // In a process of its own.
 Sighting watchWorkout(const Fault& fault, const fs::path& cache) {
-  if (fault.begin) fault.begin(cache);
   MediaEngine::setFactory(makeSilentMpv);
+  if (fault.begin) fault.begin(cache);
   testing::RangeServer server;
   Viewer viewer(makeWorkout(server, fault));
   const auto first = viewer.show(0);
@@ -179,7 +183,7 @@ bool tryFault(const Fault& fault) {
 std::vector<Fault> allFaults() {
   std::vector<Fault> faults;
   for (const auto& group :
-       {serverFaults(), networkFaults(), diskFaults(), scarcities(), hostHabits()}) {
+       {serverFaults(), networkFaults(), diskFaults(), scarcities(), bounds(), hostHabits()}) {
     faults.insert(faults.end(), group.begin(), group.end());
   }
   return faults;

@@ -9,7 +9,8 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "Tavrin/Testing/HTTPScript.hpp"
+#include "Tavrin/Item/CachingPlayerItem.hpp"
+#include "Tavrin/Mpv/MpvEngine.hpp"
 
 namespace tavrin::load {
 
@@ -20,6 +21,7 @@ namespace fs = std::filesystem;
 // Room for the neighbours, not for the faulty video.
 constexpr const char* smallDisk = "size=32k,mode=0777";
 constexpr rlim_t smallFile = 16 * 1024;
+constexpr std::int64_t mostPixels = 40'000;
 constexpr uid_t nobody = 65534;
 
 void limitFiles(const fs::path&) {
@@ -104,11 +106,50 @@ std::vector<Fault> diskFaults() {
   };
 }
 
+std::vector<Fault> bounds() {
+  const auto holdLittle = [](const fs::path&) {
+    CachingPlayerItem::setMemoryLimit(static_cast<std::int64_t>(smallFile));
+  };
+  const auto drawLittle = [](const fs::path&) {
+    MediaEngine::setFactory([](auto listener) {
+      MpvEngineOptions options;
+      options.sound = MpvEngineOptions::Sound::none;
+      options.maxPixels = mostPixels;
+      return makeMpvEngine(std::move(listener), options);
+    });
+  };
+  return {{.name = "bound: more bytes than memory may hold, without a disk",
+           .prepare = mountReadOnlyDisk,
+           .begin = holdLittle,
+           .mend = unmount},
+          {.name = "bound: more pixels than may be drawn", .begin = drawLittle}};
+}
+
 std::vector<Fault> serverFaults() {
   std::vector<Fault> faults;
   for (const auto& name : testing::httpBehaviourNames()) {
     faults.push_back({.name = "server: " + name, .behaviour = name});
   }
+  using testing::HTTPStep;
+  const std::string hostile =
+      "\x1b]0;owned\x07\x1b[2J\xc2\x9b"
+      "31m--> http://forged.mp4 removed";
+  const auto head = [](std::string_view status, const std::string& line) {
+    return testing::HTTPScript{testing::httpHead(status, line + "\r\nContent-Length: 1\r\n"),
+                               HTTPStep::send("x"), HTTPStep::close()};
+  };
+  faults.push_back({.name = "server: control characters in the name of an encoding",
+                    .answer = head("200 OK", "Content-Encoding: " + hostile)});
+  faults.push_back({.name = "server: control characters in the address of a redirect",
+                    .answer = head("302 Found", "Location: no://" + hostile)});
+  faults.push_back({.name = "server: a redirect with a body without end", .answer = [] {
+                      testing::HTTPScript page{testing::httpHead(
+                          "302 Found", "Location: /red.mp4\r\nContent-Length: 99999999\r\n")};
+                      const auto part = testing::shareBytes(std::string(1 << 20, 'x'));
+                      for (int i = 0; i < 95; ++i) page.push_back(HTTPStep::send(part, 0, 1 << 20));
+                      page.push_back(HTTPStep::pause());
+                      return page;
+                    }()});
   return faults;
 }
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "Tavrin/Testing/HTTPScript.hpp"
+
 namespace tavrin::load {
 
 /// The names under which the three videos of a campaign's workout are cached.
@@ -24,6 +26,8 @@ struct Fault {
   std::string name;
   /// How the server serves the faulty video (HTTPScript.hpp lists the behaviours).
   std::string behaviour = "plain";
+  /// The whole answer instead, when there is one.
+  testing::HTTPScript answer = {};
   /// The path of the faulty video on that server.
   std::string path = "/" + faultyName;
   /// Its whole address, when it is not on that server.
@@ -54,6 +58,7 @@ std::vector<Fault> serverFaults();
 std::vector<Fault> diskFaults();
 std::vector<Fault> networkFaults();
 std::vector<Fault> scarcities();
+std::vector<Fault> bounds();
 std::vector<Fault> hostHabits();
 
 }  // namespace tavrin::load

@@ -1,5 +1,8 @@
 #include "Tavrin/Architecture/Task.hpp"
 
+#include <cstdio>
+#include <new>
+
 namespace tavrin {
 
 namespace {
@@ -10,7 +13,14 @@ struct Detached {
     std::suspend_never initial_suspend() noexcept { return {}; }
     std::suspend_never final_suspend() noexcept { return {}; }
     void return_void() {}
-    [[noreturn]] void unhandled_exception() { std::terminate(); }
+    // Called where the exception is handled: what leaves this call would go on into the executor.
+    void unhandled_exception() noexcept {
+      try {
+        throw;
+      } catch (const std::bad_alloc&) {
+        std::fputs("An operation has failed: there is not enough memory\n", stderr);
+      }
+    }
   };
 };
 

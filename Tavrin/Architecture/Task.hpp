@@ -127,8 +127,9 @@ class ContinueOn {
   Executor& executor_;
 };
 
-/// Runs the task as a job of the executor, without anybody waiting for it. An exception that leaves
-/// the task ends the process.
+/// Runs the task as a job of the executor, without anybody waiting for it. Where memory runs out
+/// the task ends there, and a line on standard error says so. Any other exception that leaves it
+/// ends the process.
 void startDetached(Executor& executor, Task<void> task);
 
 }  // namespace tavrin

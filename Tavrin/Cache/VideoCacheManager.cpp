@@ -120,7 +120,7 @@ std::shared_ptr<AVPlayerItem> VideoCacheManager::findItem(const URL& video,
     if (!prepared) downloading = firstMatch(streamableItems_, name);
   }
   if (prepared && prepared->status() == AVPlayerItemStatus::failed) {
-    return AVPlayerItem::make(video);
+    return AVPlayerItem::make(video, settings_.accepts);
   }
   if (prepared) return prepared;
   const auto file = cacheFile(name);
@@ -128,10 +128,10 @@ std::shared_ptr<AVPlayerItem> VideoCacheManager::findItem(const URL& video,
     if (auto data = FileManager::open(*file)) {
       return CachingPlayerItem::make(*std::move(data), mimeType, name);
     }
-    return AVPlayerItem::make(video);
+    return AVPlayerItem::make(video, settings_.accepts);
   }
   if (downloading) return downloading;
-  return AVPlayerItem::make(video);
+  return AVPlayerItem::make(video, settings_.accepts);
 }
 
 void VideoCacheManager::prepareFirstTwoVideos(const std::optional<Media>& currentVideo,

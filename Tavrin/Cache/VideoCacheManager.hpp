@@ -15,7 +15,7 @@ namespace tavrin {
 
 /// What a host may choose about its cache. The defaults keep whatever a server serves.
 struct VideoCacheSettings {
-  /// Decides which answers are downloaded and kept. Absent: all of them.
+  /// Decides which answers are downloaded, kept and played. Absent: all of them.
   ResponseTest accepts;
 };
 

@@ -46,6 +46,11 @@ std::size_t onBody(char* body, std::size_t size, std::size_t count, void* receiv
   return static_cast<RequestReceiver*>(receiver)->receiveBody(bytes) ? bytes.size() : 0;
 }
 
+// The result is 0 to go on.
+int onProgress(void* receiver, curl_off_t, curl_off_t received, curl_off_t, curl_off_t) {
+  return static_cast<RequestReceiver*>(receiver)->mayGoOn(received) ? 0 : 1;
+}
+
 }  // namespace
 
 std::unique_ptr<Request> Request::make(const URLRequest& asked,
@@ -101,7 +106,9 @@ bool Request::setReceiver(RequestReceiver& receiver) {
   return set(handle(), CURLOPT_HEADERFUNCTION, onHeader) &&
          set(handle(), CURLOPT_HEADERDATA, &receiver) &&
          set(handle(), CURLOPT_WRITEFUNCTION, onBody) &&
-         set(handle(), CURLOPT_WRITEDATA, &receiver);
+         set(handle(), CURLOPT_WRITEDATA, &receiver) &&
+         set(handle(), CURLOPT_XFERINFOFUNCTION, onProgress) &&
+         set(handle(), CURLOPT_XFERINFODATA, &receiver) && set(handle(), CURLOPT_NOPROGRESS, 0L);
 }
 
 void Request::followRedirect() {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -22,6 +23,9 @@ class RequestReceiver {
   virtual bool receiveHeader(std::string_view lines) = 0;
   /// Bytes of a body. False to end the transfer.
   virtual bool receiveBody(std::span<const std::byte> bytes) = 0;
+  /// So many bytes of the body at hand have come, also where curl itself drops them. False to end
+  /// the transfer.
+  virtual bool mayGoOn(std::int64_t bytes) = 0;
 };
 
 /// A handle of curl, set up for one GET: what is sent, where it may lead, and through what.

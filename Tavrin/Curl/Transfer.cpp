@@ -156,6 +156,12 @@ bool Transfer::receiveBody(std::span<const std::byte> bytes) {
   return true;
 }
 
+// What comes before the response is of a redirect.
+bool Transfer::mayGoOn(std::int64_t bytes) {
+  if (hasResponse_ || bytes <= limits_.mostRedirectBytes) return true;
+  return fail({ErrorCode::tooLarge, "the body of a redirect is too long"});
+}
+
 bool Transfer::fail(Error reason) {
   if (!failure_) failure_ = std::move(reason);
   return false;

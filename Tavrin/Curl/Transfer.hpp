@@ -65,6 +65,7 @@ class Transfer final : private RequestReceiver, public std::enable_shared_from_t
   std::optional<Error> unsupportedScheme() const;
   bool receiveHeader(std::string_view lines) override;
   bool receiveBody(std::span<const std::byte> bytes) override;
+  bool mayGoOn(std::int64_t bytes) override;
   bool receiveLine(std::string_view line);
   bool endHead();
   bool tell(const URLResponse& response);

@@ -15,6 +15,8 @@ struct TransferLimits {
   std::int64_t mostBodyBytes = std::int64_t{4} << 30;
   /// Bytes of the heads of one answer, informational ones included.
   std::int64_t mostHeadBytes = std::int64_t{256} * 1024;
+  /// Bytes of the body of a redirect that is followed. Nobody reads them.
+  std::int64_t mostRedirectBytes = std::int64_t{256} * 1024;
   /// Bytes received that the delegate has not finished with. Above this the transfer waits. With
   /// what curl itself then holds, a waiting transfer stays below 256 KiB.
   std::int64_t queuedBytes = std::int64_t{64} * 1024;

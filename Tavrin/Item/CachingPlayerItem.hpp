@@ -12,6 +12,7 @@
 #include "Tavrin/Foundation/Error.hpp"
 #include "Tavrin/Foundation/KeyValueObservation.hpp"
 #include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Foundation/ResponseTest.hpp"
 #include "Tavrin/Foundation/URL.hpp"
 #include "Tavrin/Foundation/URLSession.hpp"
 #include "Tavrin/Media/AVPlayerItem.hpp"
@@ -28,10 +29,6 @@ struct DownloadProgress {
 
   bool operator==(const DownloadProgress&) const = default;
 };
-
-/// Decides by a server's answer whether what follows can be the video. Called on the download's own
-/// serial queue.
-using ResponseTest = std::function<bool(const URLResponse&)>;
 
 /// Hears what becomes of a caching item. Every operation may be left out.
 class CachingPlayerItemDelegate {

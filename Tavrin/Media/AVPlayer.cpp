@@ -22,10 +22,15 @@ void AVPlayer::play() {
   MediaEngine::LoadId ended = 0;
   {
     const LockGuard lock(mutex_);
+    if (telling_ == Telling::overtaken) {
+      if (DispatchQueue::main().isCurrent()) return;  // asked for by who is told of the end
+      telling_ = Telling::running;
+    }
     isHeld_ = false;
+    isPlaying_ = true;
     ended = std::exchange(endedWhileHeld_, 0);
   }
-  setPlaying(true);
+  applyPlaying();
   if (ended == 0) return;
   DispatchQueue::main().async([weak = weak_from_this(), ended] {
     if (const auto player = weak.lock()) player->engineDidPlayToEnd(ended);
@@ -36,16 +41,21 @@ void AVPlayer::pause() {
   {
     const LockGuard lock(mutex_);
     isHeld_ = true;
+    isPlaying_ = false;
+    const bool isElsewhere = !DispatchQueue::main().isCurrent();
+    if (telling_ == Telling::running && isElsewhere) telling_ = Telling::overtaken;
   }
-  setPlaying(false);
+  applyPlaying();
 }
 
-void AVPlayer::setPlaying(bool playing) {
-  {
-    const LockGuard lock(mutex_);
-    isPlaying_ = playing;
+// Of two calls at once the engine may hear the later one first. Each looks again, so that what was
+// wanted last is what it hears last.
+void AVPlayer::applyPlaying() {
+  for (bool isApplied = false; !isApplied;) {
+    const bool wanted = isPlaying();
+    engine_->setPlaying(wanted);
+    isApplied = isPlaying() == wanted;
   }
-  engine_->setPlaying(playing);
 }
 
 bool AVPlayer::isPlaying() const {
@@ -128,17 +138,37 @@ void AVPlayer::engineDidFail(MediaEngine::LoadId load, const Error& error) {
   if (const auto current = item(load)) current->setStatus(AVPlayerItemStatus::failed, error);
 }
 
+// Also when an observer throws.
+class AVPlayer::EndsTelling {
+ public:
+  explicit EndsTelling(AVPlayer& player) : player_(player) {}
+  ~EndsTelling() {
+    const LockGuard lock(player_.mutex_);
+    player_.telling_ = Telling::none;
+  }
+  EndsTelling(const EndsTelling&) = delete;
+  EndsTelling& operator=(const EndsTelling&) = delete;
+
+ private:
+  AVPlayer& player_;
+};
+
 void AVPlayer::engineDidPlayToEnd(MediaEngine::LoadId load) {
   const auto current = item(load);
   if (!current) return;
+  bool pauses = false;
   {
     const LockGuard lock(mutex_);
     if (isHeld_) {
       endedWhileHeld_ = load;
       return;
     }
+    telling_ = Telling::running;
+    pauses = actionAtItemEnd_ == ActionAtItemEnd::pause;
+    if (pauses) isPlaying_ = false;
   }
-  if (actionAtItemEnd() == ActionAtItemEnd::pause) setPlaying(false);
+  const EndsTelling ending(*this);
+  if (pauses) applyPlaying();
   NotificationCenter::defaultCenter().post(AVPlayerItemDidPlayToEndTime, current);
 }
 

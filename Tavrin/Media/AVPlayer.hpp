@@ -28,7 +28,8 @@ class AVPlayer final : public MediaEngine::Listener, public std::enable_shared_f
 
   void play();
   /// Keeps the position. An end of the item that was reached before, and has not been told yet, is
-  /// told when the player is to play again, unless it has been moved by then.
+  /// told when the player is to play again, unless it has been moved by then. One that is being
+  /// told meanwhile, on the main queue, starts the player no more.
   void pause();
   /// Whether the player has been told to play and has not been paused since.
   bool isPlaying() const;
@@ -63,8 +64,12 @@ class AVPlayer final : public MediaEngine::Listener, public std::enable_shared_f
   void engineDidStall(MediaEngine::LoadId load) override;
 
  private:
+  /// Whether the observers of an end are being told, and whether another thread has paused since.
+  enum class Telling { none, running, overtaken };
+  class EndsTelling;
+
   AVPlayer() = default;
-  void setPlaying(bool playing);
+  void applyPlaying();
 
   // Set by make(), constant after it.
   std::unique_ptr<MediaEngine> engine_;
@@ -76,6 +81,7 @@ class AVPlayer final : public MediaEngine::Listener, public std::enable_shared_f
   bool isPlaying_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool isHeld_ TAVRIN_GUARDED_BY(mutex_) = false;                     // by pause(), until play()
   MediaEngine::LoadId endedWhileHeld_ TAVRIN_GUARDED_BY(mutex_) = 0;  // 0: none
+  Telling telling_ TAVRIN_GUARDED_BY(mutex_) = Telling::none;
   bool isMuted_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool waitsToMinimizeStalling_ TAVRIN_GUARDED_BY(mutex_) = true;
   ActionAtItemEnd actionAtItemEnd_ TAVRIN_GUARDED_BY(mutex_) = ActionAtItemEnd::advance;

@@ -4,8 +4,8 @@
 
 namespace tavrin {
 
-std::shared_ptr<AVPlayerItem> AVPlayerItem::make(const URL& url) {
-  return std::shared_ptr<AVPlayerItem>(new AVPlayerItem(AVURLAsset::make(url)));
+std::shared_ptr<AVPlayerItem> AVPlayerItem::make(const URL& url, ResponseTest accepts) {
+  return std::shared_ptr<AVPlayerItem>(new AVPlayerItem(AVURLAsset::make(url, std::move(accepts))));
 }
 
 AVPlayerItemStatus AVPlayerItem::status() const {

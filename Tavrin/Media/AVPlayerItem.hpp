@@ -26,8 +26,10 @@ enum class AVPlayerItemStatus { unknown = 0, readyToPlay = 1, failed = 2 };
 /// Media as a player plays it. Any thread.
 class AVPlayerItem : public std::enable_shared_from_this<AVPlayerItem> {
  public:
-  /// An item that streams the address and takes no part in caching.
-  [[nodiscard]] static std::shared_ptr<AVPlayerItem> make(const URL& url);
+  /// An item that streams the address and takes no part in caching. `accepts` decides which answers
+  /// are played. Absent: all of them.
+  [[nodiscard]] static std::shared_ptr<AVPlayerItem> make(const URL& url,
+                                                          ResponseTest accepts = nullptr);
 
   virtual ~AVPlayerItem() = default;
 

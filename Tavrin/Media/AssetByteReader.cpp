@@ -332,7 +332,7 @@ bool LoadingRequestReader::isPending(const Request& request) const {
 
 std::shared_ptr<AssetByteReader> AssetByteReader::make(const std::shared_ptr<AVURLAsset>& asset) {
   if (!asset->resourceLoader()->delegate() && asset->url().isHTTP()) {
-    return std::make_shared<StreamReader>(asset->url());
+    return std::make_shared<StreamReader>(asset->url(), asset->accepts());
   }
   auto reader = std::make_shared<LoadingRequestReader>(asset->resourceLoader());
   asset->resourceLoader()->observers().add(reader, "end");

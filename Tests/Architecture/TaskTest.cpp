@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -54,6 +55,21 @@ TEST(Task, CarriesAnExceptionToItsParent) {
   }(executor, caught));
   executor.runAll();
   EXPECT_EQ(caught, "no");
+}
+
+TEST(Task, WithoutMemoryEndsAloneAndSaysSo) {
+  ManualExecutor executor;
+  ::testing::internal::CaptureStderr();
+  startDetached(executor, []() -> Task<void> {
+    throw std::bad_alloc();
+    co_return;
+  }());
+  bool hasRun = false;
+  executor.post([&hasRun] { hasRun = true; });
+  executor.runAll();
+  EXPECT_TRUE(hasRun);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "An operation has failed: there is not enough memory\n");
 }
 
 TEST(Task, ChildrenThatFinishAtOnceDoNotGrowTheStack) {

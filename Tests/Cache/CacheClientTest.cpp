@@ -89,6 +89,10 @@ TEST_F(CacheClientTest, ASettingRefusesAnswersAndTheDownloadsCanBeWatched) {
   EXPECT_EQ(printed.text(), "--> " + url("page").absoluteString() + "\\u009b31m.mp4" +
                                 " downoload failed, The server answered with text/html in the "
                                 "place of a video\n");
+  // Past the cache the same answers are refused.
+  const auto streamed = await(client.returnVideoFromArr(id, url("page\u009b31m.mp4"), "video/mp4"));
+  ASSERT_TRUE(streamed->asset()->accepts());
+  EXPECT_FALSE(streamed->asset()->accepts()({.mimeType = "text/html"}));
   server.releaseAll();
   EXPECT_TRUE(waitUntil([&] { return runningDownloads(id).empty(); }));
   EXPECT_THAT(files(), ElementsAre("clip.mp4"));

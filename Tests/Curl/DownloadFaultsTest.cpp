@@ -194,6 +194,20 @@ TEST_F(DownloadFaults, RedirectIsFollowedAndOnlyItsTargetIsTheResponse) {
   EXPECT_EQ(server_.requests().size(), 2u);
 }
 
+// Nobody reads it, and it need not end.
+TEST_F(DownloadFaults, BodyOfARedirectHasALimit) {
+  const auto chunk = "10000\r\n" + std::string(0x10000, 'x') + "\r\n";
+  const auto length = "Content-Length: " + std::to_string(64L * 0x10000) + "\r\n";
+  for (const auto& lines : {length, std::string("Transfer-Encoding: chunked\r\n")}) {
+    HTTPScript page{httpHead("302 Found", "Location: /target.mp4\r\n" + lines)};
+    for (int i = 0; i < 64; ++i)
+      page.push_back(HTTPStep::send(lines == length ? chunk.substr(7, 0x10000) : chunk));
+    page.push_back(HTTPStep::pause());
+    download(page);
+    expectNothingButError(ErrorCode::tooLarge, "the body of a redirect");
+  }
+}
+
 TEST_F(DownloadFaults, RedirectToNowhereIsNoBody) {
   for (const std::string page : {"", "page"}) {
     const auto length = "Content-Length: " + std::to_string(page.size()) + "\r\n";

@@ -13,11 +13,13 @@
 #include <vector>
 
 #include "Tavrin/Curl/CurlSession.hpp"
+#include "Tavrin/Foundation/DispatchQueue.hpp"
 #include "Tavrin/Testing/RangeServer.hpp"
 #include "Tavrin/Testing/TemporaryDirectory.hpp"
 #include "Tests/Curl/RecordingDelegate.hpp"
 #include "Tests/Support/PrivateNetwork.hpp"
 #include "Tests/Support/Sanitizers.hpp"
+#include "Tests/Support/ScarceMemory.hpp"
 #include "Tests/Support/TLSServer.hpp"
 
 // What surrounds the process: its descriptors, its proxies, its name server. Each test has a
@@ -81,6 +83,22 @@ void expect(bool holds, const std::string& what) {
     expect(starved.heard->code() == ErrorCode::noMemory, starved.heard->error());
   }
   for (const int descriptor : taken) ::close(descriptor);
+  const Download fed(server.url("/v.mp4"));
+  expect(fed.wait().empty() && fed.heard->body() == "body", fed.heard->error());
+  exitQuickly();
+}
+
+// Without threads the delegate, too, is called on the main queue.
+[[noreturn]] void runOutOfThreads() {
+  alarm(20);
+  RangeServer server;
+  server.serve("/v.mp4", "body");
+  {
+    const ScarceMemory none(ScarceMemory::lessThanAStack);
+    const Download starved(server.url("/v.mp4"));
+    DispatchQueue::main().runUntil([&] { return starved.heard->countEnds() > 0; }, 10s);
+    expect(starved.heard->code() == ErrorCode::noMemory, starved.heard->error());
+  }
   const Download fed(server.url("/v.mp4"));
   expect(fed.wait().empty() && fed.heard->body() == "body", fed.heard->error());
   exitQuickly();
@@ -181,6 +199,11 @@ TEST_F(SurroundingsDeathTest, LoopbackIsReachedWithoutTheProxy) {
 TEST_F(SurroundingsDeathTest, DownloadsStartAgainOnceThereAreDescriptors) {
   if (isAddressSanitized) GTEST_SKIP() << descriptorsNeeded;
   EXPECT_EXIT(runOutOfDescriptors(), succeeds, "");
+}
+
+TEST_F(SurroundingsDeathTest, DownloadsStartAgainOnceThereAreThreads) {
+  if (isSanitized) GTEST_SKIP() << "a sanitizer takes more address space";
+  EXPECT_EXIT(runOutOfThreads(), succeeds, "");
 }
 
 TEST_F(SurroundingsDeathTest, DownloadsWaitInLineForConnections) {

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "Tavrin/Feature/PlayerLooping.hpp"
 #include "Tavrin/Feature/VideoFeature.hpp"
 #include "Tavrin/Foundation/DispatchQueue.hpp"
@@ -88,6 +90,25 @@ TEST_F(LoopingTest, AnEndReachedBeforeAPauseIsToldWhenThePlayerPlaysOn) {
   engine->takeOperations();
   DispatchQueue::main().poll();
   EXPECT_THAT(engine->operations(), IsEmpty()) << "the player had been moved";
+}
+
+// Two observers, between which another thread pauses: the second one restarts the player.
+TEST_F(LoopingTest, AnEndThatIsBeingToldDoesNotRestartWhatAnotherThreadHasPaused) {
+  struct Pausing {
+    std::shared_ptr<AVPlayer> player;
+  };
+  const auto pausing = std::make_shared<Pausing>(player);
+  NotificationCenter::defaultCenter().addObserver<Pausing>(
+      pausing, [](Pausing& self) { std::thread([&self] { self.player->pause(); }).join(); },
+      AVPlayerItemDidPlayToEndTime, player->currentItem());
+  loopVideo(player);
+  player->play();
+  engine->playToEnd();
+  EXPECT_FALSE(player->isPlaying());
+  EXPECT_EQ(engine->takeOperations().back(), "seek 0");
+  player->play();
+  EXPECT_TRUE(player->isPlaying());
+  EXPECT_EQ(engine->takeOperations().back(), "setPlaying true");
 }
 
 // The allocator likes to give a new item the address of the one just released.

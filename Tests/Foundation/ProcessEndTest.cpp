@@ -1,15 +1,14 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <future>
 
 #include "Tavrin/Foundation/DispatchQueue.hpp"
 #include "Tavrin/Foundation/Executor.hpp"
 #include "Tests/Support/Sanitizers.hpp"
+#include "Tests/Support/ScarceMemory.hpp"
 
 namespace tavrin {
 namespace {
@@ -68,16 +67,11 @@ TEST_F(ProcessEndDeathTest, AJobThatNeverEndsHoldsUpNoExit) {
   EXPECT_EXIT(endUnderAJob(), ExitedWithCode(7), "");
 }
 
-// A thread's stack takes more than is left.
 TEST_F(ProcessEndDeathTest, WithoutThreadsJobsRunOnTheMainQueue) {
   if (testing::isSanitized) GTEST_SKIP() << "a sanitizer takes more address space";
   const auto runWithout = [] {
     alarm(hangsAfter);
-    rlim_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    const rlim_t most = pages * static_cast<rlim_t>(getpagesize()) + (4 << 20);
-    const rlimit limit{most, most};
-    setrlimit(RLIMIT_AS, &limit);
+    const testing::ScarceMemory none(testing::ScarceMemory::lessThanAStack);
     int ran = 0;
     for (int i = 0; i < 3; ++i) Executor::shared().post([&] { ++ran; });
     const bool isDone =

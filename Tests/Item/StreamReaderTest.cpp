@@ -83,6 +83,18 @@ TEST_F(StreamReaderTest, AsksByTheSessionOfDownloadsAndOnceForAWholePlay) {
   EXPECT_EQ(server.requests()[0].header("Accept-Encoding"), "identity");
 }
 
+TEST_F(StreamReaderTest, TellsThatAPageCameInThePlaceOfTheVideo) {
+  server.serve("/clip.mp4", {shareBytes("Log in first"), "text/html"}, "html page");
+  const auto isVideo = [](const URLResponse& response) { return response.mimeType == "video/mp4"; };
+  reader = AssetByteReader::make(AVPlayerItem::make(server.url("/clip.mp4"), isVideo)->asset());
+  EXPECT_EQ(failure(), ErrorCode::notAccepted);
+  EXPECT_EQ(reader->failure()->description,
+            "The server answered with text/html in the place of a video");
+  server.serve("/clip.mp4", HTTPResource{body}, "plain");
+  reader = AssetByteReader::make(AVPlayerItem::make(server.url("/clip.mp4"), isVideo)->asset());
+  EXPECT_TRUE(readsEverything());
+}
+
 TEST_F(StreamReaderTest, ASeekOverASlowLinkReadsOnlyWhatIsWanted) {
   constexpr std::int64_t large = 40'000'000;
   const auto film = makeBody(large);

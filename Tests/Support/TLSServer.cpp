@@ -15,11 +15,16 @@
 
 namespace tavrin::testing {
 
-TLSServer::TLSServer(std::string folder) : folder_(std::move(folder)) {
+TLSServer::TLSServer(std::string folder, const TLSCertificate& certificate)
+    : folder_(std::move(folder)) {
   runCommand("cd " + folder_ +
-             " && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes"
-             " -keyout key.pem -out cert.pem -days 1 -subj /CN=localhost"
-             " -addext subjectAltName=IP:127.0.0.1");
+             " && openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes"
+             " -keyout key.pem -out request.pem -subj /CN=localhost"
+             " -addext subjectAltName=" +
+             certificate.names +
+             " && openssl x509 -req -in request.pem -signkey key.pem -copy_extensions copy"
+             " -out cert.pem -days " +
+             std::to_string(certificate.days));
 }
 
 URL TLSServer::serve(const std::string& name, std::string_view answer) const {

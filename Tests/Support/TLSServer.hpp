@@ -7,12 +7,18 @@
 
 namespace tavrin::testing {
 
+/// What a certificate says of itself.
+struct TLSCertificate {
+  std::string names = "IP:127.0.0.1";
+  int days = 1;  // from now; one of a negative number has expired
+};
+
 /// A server on 127.0.0.1 with a certificate of its own making, in a process that ends with this
 /// one. It wants the port 4433: use it in a private network.
 class TLSServer {
  public:
   /// Makes the certificate. What is served lies in the folder, too.
-  explicit TLSServer(std::string folder);
+  explicit TLSServer(std::string folder, const TLSCertificate& certificate = {});
 
   /// A PEM file.
   std::string certificate() const { return folder_ + "/cert.pem"; }

@@ -9,6 +9,8 @@
 #include "Tavrin/View/AnimatedImageView.hpp"
 #include "Tavrin/View/State.hpp"
 #include "Tests/Support/GifWriter.hpp"
+#include "Tests/Support/Sanitizers.hpp"
+#include "Tests/Support/ScarceMemory.hpp"
 
 namespace tavrin {
 namespace {
@@ -38,7 +40,7 @@ class AnimatedImageViewTest : public ::testing::Test {
             .executor = executor,
             .cache = cache,
             .needsDisplay = [this] { events.emplace_back("display"); },
-            .downloadLimit = 1'000};
+            .downloadLimit = downloadLimit};
   }
   std::shared_ptr<AnimatedImageView> show(std::optional<URL> url = URL::parse("http://h/a.gif")) {
     const auto image =
@@ -69,15 +71,14 @@ class AnimatedImageViewTest : public ::testing::Test {
 
   static std::string told(const Error& error) {
     static const std::map<ErrorCode, std::string> names{
-        {ErrorCode::badAddress, "bad address: "},
-        {ErrorCode::cannotConnect, "cannot connect: "},
-        {ErrorCode::tooLarge, "too large: "},
-        {ErrorCode::unsupported, "unsupported: "},
-        {ErrorCode::noPicture, "no picture: "}};
+        {ErrorCode::badAddress, "bad address: "}, {ErrorCode::cannotConnect, "cannot connect: "},
+        {ErrorCode::tooLarge, "too large: "},     {ErrorCode::unsupported, "unsupported: "},
+        {ErrorCode::noPicture, "no picture: "},   {ErrorCode::noMemory, "no memory: "}};
     return names.at(error.code) + error.description;
   }
 
   Data gif;
+  std::int64_t downloadLimit = 1'000;
   testing::ManualExecutor executor;
   std::shared_ptr<ImageMemoryCache> cache = std::make_shared<ImageMemoryCache>();
   std::vector<std::shared_ptr<HandFedSession>> sessions;
@@ -109,6 +110,26 @@ TEST_F(AnimatedImageViewTest, DownloadsReportsDecodesAndPlays) {
   EXPECT_EQ(redOf(view->frame(start + milliseconds(99))), 0);
   EXPECT_EQ(redOf(view->frame(start + milliseconds(100))), 100);
   EXPECT_EQ(redOf(view->frame(start + milliseconds(300))), 0);
+}
+
+// The picture takes 16 MB.
+TEST_F(AnimatedImageViewTest, WithoutMemoryForItsFirstPictureItFailsAndSaysSo) {
+  if (testing::isSanitized) GTEST_SKIP() << "a sanitizer takes more address space";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto showWithout = [this] {
+    GifWriter writer(2000, 2000);
+    writer.addFrame(std::uint8_t{0}, 10);
+    const auto large = writer.data();
+    downloadLimit = large.count();
+    const auto view = show();
+    session().feed(large);
+    session().complete();
+    const testing::ScarceMemory little(8 << 20);
+    executor.runAll();
+    for (const auto& each : events) std::fputs(each.c_str(), stderr);
+    std::exit(7);
+  };
+  EXPECT_EXIT(showWithout(), ::testing::ExitedWithCode(7), "no memory: there is not enough");
 }
 
 TEST_F(AnimatedImageViewTest, TheSecondViewOfAnAddressIsServedFromMemory) {

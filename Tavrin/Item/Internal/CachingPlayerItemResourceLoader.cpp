@@ -17,12 +17,6 @@ constexpr double soonPriority = 0.6;
 // How soon a reader asks again that has all it asked for. Its host's main queue may be busy.
 constexpr std::chrono::seconds timeToAsk(1);
 
-Error refusalOf(const URLResponse& response) {
-  return {ErrorCode::notAccepted, "The server answered with " +
-                                      response.mimeType.value_or("something else") +
-                                      " in the place of a video"};
-}
-
 }  // namespace
 
 std::shared_ptr<Loader> Loader::make(ResponseTest accepts, std::string directory) {

@@ -144,11 +144,12 @@ void StreamReader::perform(Order order) {
 }
 
 bool StreamReader::streamResponded(std::uint64_t number, const URLResponse& response) {
+  const bool isAccepted = !accepts_ || accepts_(response);
   bool isWanted = false;
   {
     const LockGuard lock(mutex_);
     if (number != asked_.number) return false;
-    if (auto error = objection(response)) {
+    if (auto error = isAccepted ? objection(response) : refusalOf(response)) {
       end(std::move(*error));
     } else {
       isWanted = true;

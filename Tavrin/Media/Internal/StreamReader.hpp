@@ -26,8 +26,9 @@ class StreamReader final : public AssetByteReader,
                            public StreamReceiver,
                            public std::enable_shared_from_this<StreamReader> {
  public:
-  /// A reader of an http or https address.
-  explicit StreamReader(URL url) : url_(std::move(url)) {}
+  /// A reader of an http or https address. `accepts` decides which answers are read; absent: all.
+  explicit StreamReader(URL url, ResponseTest accepts = nullptr)
+      : url_(std::move(url)), accepts_(std::move(accepts)) {}
 
   std::optional<std::int64_t> size() override;
   bool seek(std::int64_t offset) override;
@@ -74,6 +75,7 @@ class StreamReader final : public AssetByteReader,
   void perform(Order order);
 
   const URL url_;
+  const ResponseTest accepts_;
 
   mutable Mutex mutex_;
   ConditionVariable changed_;

@@ -9,6 +9,7 @@
 
 #include "Tavrin/Mpv/Internal/MpvSettings.hpp"
 #include "Tavrin/Mpv/Internal/MpvStreams.hpp"
+#include "Tavrin/Mpv/Internal/ThreadSupply.hpp"
 
 namespace tavrin {
 
@@ -165,6 +166,7 @@ std::unique_ptr<MpvHandle> MpvHandle::make(const MpvEngineOptions& options, Bell
 }
 
 std::string MpvHandle::start(const MpvEngineOptions& options, Bell& bell) {
+  if (!canStartThreads(threadsOfAHandle)) return "the system gives no more threads";
   mpv_ = mpv_create();
   if (!mpv_) return "libmpv cannot start; LC_NUMERIC must be \"C\"";
   for (const auto& [name, value] : mpvSettings()) {

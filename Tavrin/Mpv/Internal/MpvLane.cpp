@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Tavrin/Media/AssetByteReader.hpp"
+#include "Tavrin/Mpv/Internal/ThreadSupply.hpp"
 
 namespace tavrin {
 
@@ -45,6 +46,9 @@ void MpvLane::open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& 
   declaredEnd_ = 0;
   if (!asset->resourceLoader()->delegate() && !asset->url().isHTTP()) {
     return fail(playbackError(ErrorCode::badAddress, "only http and https addresses are opened"));
+  }
+  if (!canStartThreads(threadsOfAFile)) {
+    return fail(playbackError(ErrorCode::noMemory, "the system gives no more threads"));
   }
   loader_ = asset->resourceLoader();
   reader_ = std::make_shared<WatchedReader>(AssetByteReader::make(asset));
