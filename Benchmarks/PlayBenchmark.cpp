@@ -102,6 +102,9 @@ void loop(Figures& figures) {
                  "ms a round, between the first ten and the last ten", atMost(5));
 }
 
+constexpr const char* exitWaiting = "--exit-while-waiting";
+constexpr const char* exitOpening = "--exit-while-opening";
+
 double timed(const std::function<void()>& action) {
   const auto start = Clock::now();
   action();
@@ -113,26 +116,45 @@ std::shared_ptr<CachingPlayerItem> silentItem(testing::RangeServer& server) {
   return CachingPlayerItem::make(server.url("/silent.mp4"));
 }
 
-// For the parent to measure: waits for bytes, says so, and exits.
-int exitWhileWaiting() {
+/// A player that plays, and is opening another item ahead.
+struct OpeningPlayer {
+  OpeningPlayer() {
+    pumpUntil([&] { return current->status() != AVPlayerItemStatus::unknown; });
+    player->play();
+    player->engine().expect({next->asset()});
+    pumpFor(400ms);  // it waits for a calm moment
+  }
+
+  testing::RangeServer server;
+  std::shared_ptr<CachingPlayerItem> current = itemInMemory(clips + "/squats.mp4");
+  std::shared_ptr<CachingPlayerItem> next = silentItem(server);
+  std::shared_ptr<AVPlayer> player = AVPlayer::make(current);
+};
+
+// For the parent to measure: waits for bytes, of the current item or of one that it opens ahead,
+// says so, and exits.
+int exitWhileWaiting(bool isAhead) {
   useMpv();
   testing::RangeServer server;
-  auto player = AVPlayer::make(silentItem(server));
+  std::optional<OpeningPlayer> opening;
+  if (isAhead) opening.emplace();
+  auto player = isAhead ? opening->player : AVPlayer::make(silentItem(server));
   player->play();
   pumpFor(300ms);
   std::printf("%lld\n", static_cast<long long>(Clock::now().time_since_epoch().count()));
   std::fflush(stdout);
+  opening.reset();
   player.reset();
   return 0;
 }
 
-double processExit() {
+double processExit(const char* mode) {
   int ends[2];
   if (pipe(ends) != 0) std::abort();
   const auto child = fork();
   if (child == 0) {
     dup2(ends[1], STDOUT_FILENO);
-    execl("/proc/self/exe", "PlayBenchmark", "--exit-while-waiting", nullptr);
+    execl("/proc/self/exe", "PlayBenchmark", mode, nullptr);
     _exit(127);
   }
   close(ends[1]);
@@ -175,9 +197,20 @@ void release(Figures& figures) {
   }
   figures.report("play.release_deinit", slowest, "ms, the worst of 5", atMost(100));
 
+  slowest = 0;
+  for (int i = 0; i < 5; ++i) {
+    OpeningPlayer opening;
+    slowest = std::max(slowest, timed([&] { opening.player.reset(); }));
+  }
+  figures.report("play.release_opening", slowest, "ms, while opening ahead, the worst of 5",
+                 atMost(100));
+
   std::vector<double> exits;
-  for (int i = 0; i < 5; ++i) exits.push_back(processExit());
+  for (int i = 0; i < 5; ++i) exits.push_back(processExit(exitWaiting));
   figures.report("play.release_exit", worst(exits), "ms, the worst of 5", atMost(100));
+  exits.clear();
+  for (int i = 0; i < 5; ++i) exits.push_back(processExit(exitOpening));
+  figures.report("play.release_exit_opening", worst(exits), "ms, the worst of 5", atMost(100));
 }
 
 // A host that keeps the main queue busy for 200 ms at a time.
@@ -206,11 +239,14 @@ void busyMain(Figures& figures) {
 
 int main(int argc, char** argv) {
   using namespace tavrin::benchmarks;
-  if (argc == 2 && std::strcmp(argv[1], "--exit-while-waiting") == 0) return exitWhileWaiting();
+  if (argc == 2 && std::strcmp(argv[1], exitWaiting) == 0) return exitWhileWaiting(false);
+  if (argc == 2 && std::strcmp(argv[1], exitOpening) == 0) return exitWhileWaiting(true);
   Figures figures(argc, argv);
   useMpv();
   figures.measure({"play.loop_gap", "play.loop_drift"}, loop);
-  figures.measure({"play.release_waiting", "play.release_deinit", "play.release_exit"}, release);
+  figures.measure(
+      {"play.release_waiting", "play.release_deinit", "play.release_opening", "play.release_exit"},
+      release);
   figures.measure({"play.busy_main_gap"}, busyMain);
   return figures.exitStatus();
 }

@@ -8,13 +8,13 @@
 #include <utility>
 #include <vector>
 
-#include "Tavrin/Foundation/DispatchQueue.hpp"
 #include "Tavrin/Foundation/Internal/ProcessEnd.hpp"
-#include "Tavrin/Foundation/Mutex.hpp"
 #include "Tavrin/Mpv/Internal/Bell.hpp"
 #include "Tavrin/Mpv/Internal/MpvAhead.hpp"
 #include "Tavrin/Mpv/Internal/MpvLanes.hpp"
+#include "Tavrin/Mpv/Internal/MpvReports.hpp"
 #include "Tavrin/Mpv/Internal/MpvRequests.hpp"
+#include "Tavrin/Mpv/Internal/MpvStage.hpp"
 
 namespace tavrin {
 
@@ -34,8 +34,8 @@ constexpr auto timeToEnd = std::chrono::milliseconds(500);
 class MpvEngine final : public MediaEngine {
  public:
   MpvEngine(std::weak_ptr<Listener> listener, MpvEngineOptions options)
-      : listener_(std::move(listener)),
-        options_(std::move(options)),
+      : options_(std::move(options)),
+        reports_(std::move(listener)),
         ahead_(lanes_, [bell = bell_] { bell->ring(); }),
         thread_([this] { run(); }) {}
   ~MpvEngine() override;
@@ -52,14 +52,6 @@ class MpvEngine final : public MediaEngine {
   std::optional<LoadId> draw(const PixelBuffer& target) override;
 
  private:
-  /// What has been told of the current load.
-  struct Told {
-    bool ready = false;
-    bool failed = false;
-    bool end = false;
-    bool stall = false;
-  };
-
   void run();
   void turn(const MpvRequests::Wishes& wishes);
   void updateLanes();
@@ -68,38 +60,24 @@ class MpvEngine final : public MediaEngine {
   void closeLeaving();
   void openLoad(const MpvRequests::Wishes& wishes);
   void openAhead(const MpvRequests::Wishes& wishes);
-  void drawAhead();
   bool playsWithoutHurry(const MpvRequests::Wishes& wishes) const;
   void waitForBell();
-  void failWithoutLane(LoadId load);
-  void show(MpvLane* lane);
-  void showPicture(DrawnPicture drawn = {});
+  void failWithoutLane();
   void applySettings(const MpvRequests::Wishes& wishes);
   void applySeek();
   void tell(const MpvRequests::Wishes& wishes);
-  void tellFailure(LoadId load, const Error& error);
   void tellEnd(const MpvRequests::Wishes& wishes);
-  void report(void (Listener::*call)(LoadId), LoadId load);
 
   // Constant after construction.
-  const std::weak_ptr<Listener> listener_;
   const MpvEngineOptions options_;
 
   const std::shared_ptr<Bell> bell_ = std::make_shared<Bell>();
   MpvRequests requests_;
-  Mutex handlerMutex_;
-  std::function<void()> pictureHandler_ TAVRIN_GUARDED_BY(handlerMutex_);
-
-  Mutex pictureMutex_;
-  LoadId newestLoad_ TAVRIN_GUARDED_BY(pictureMutex_) = 0;
-  MpvLane* shown_ TAVRIN_GUARDED_BY(pictureMutex_) = nullptr;  // that has the newest load's picture
-  DrawnPicture drawn_ TAVRIN_GUARDED_BY(pictureMutex_);        // its current picture, if it is that
-  // The size that the host has drawn in last, in pixels; 0 before.
-  int hostWidth_ TAVRIN_GUARDED_BY(pictureMutex_) = 0;
-  int hostHeight_ TAVRIN_GUARDED_BY(pictureMutex_) = 0;
+  MpvStage stage_;
 
   // The engine's thread alone. One lane plays, one leaves or waits, warm and idle, for a load that
   // nobody expected; others are open ahead.
+  MpvReports reports_;
   MpvLanes lanes_{options_, *bell_};
   MpvAhead ahead_;
   MpvLane* current_ = nullptr;
@@ -107,9 +85,7 @@ class MpvEngine final : public MediaEngine {
   Clock::time_point leavingUntil_;
   Clock::time_point readySince_;
   std::optional<Clock::time_point> wakesAt_;  // for what has to wait for a calm moment
-  Told told_;
   std::uint64_t issuedSeek_ = 0;
-  LoadId failedLoad_ = 0;  // told to have failed because there is no lane
 
   const std::uint64_t process_ = processNumber();
   std::thread thread_;  // last, so that it finds the rest in place
@@ -129,13 +105,7 @@ MpvEngine::~MpvEngine() {
 
 // The picture first: from here on it is of no older load, even before this one is asked for.
 void MpvEngine::load(LoadId load, std::shared_ptr<AVURLAsset> asset) {
-  {
-    const LockGuard lock(pictureMutex_);
-    if (load >= newestLoad_) {
-      newestLoad_ = load;
-      shown_ = nullptr;
-    }
-  }
+  stage_.setNewest(load);
   requests_.load(load, std::move(asset));
   bell_->ring();
 }
@@ -173,18 +143,11 @@ std::optional<CMTime> MpvEngine::duration() const {
 }
 
 void MpvEngine::setPictureHandler(std::function<void()> handler) {
-  const LockGuard lock(handlerMutex_);
-  pictureHandler_ = std::move(handler);
+  stage_.setPictureHandler(std::move(handler));
 }
 
 std::optional<MediaEngine::LoadId> MpvEngine::draw(const PixelBuffer& target) {
-  const LockGuard lock(pictureMutex_);
-  if (!target.canBeDrawn()) return std::nullopt;
-  hostWidth_ = target.width;
-  hostHeight_ = target.height;
-  if (!shown_) return std::nullopt;
-  if (!drawn_.copyTo(target) && !shown_->draw(target)) return std::nullopt;
-  return newestLoad_;
+  return stage_.draw(target);
 }
 
 void MpvEngine::run() {
@@ -195,7 +158,7 @@ void MpvEngine::run() {
     turn(wishes);
     waitForBell();
   }
-  show(nullptr);
+  stage_.show(nullptr);
   lanes_.end(Clock::now() + timeToEnd);
   requests_.endAnySeek();
 }
@@ -231,29 +194,15 @@ void MpvEngine::updateLanes() {
   lanes_.forEach([this](MpvLane& lane) {
     const bool isCurrent = &lane == current_;
     const bool hasNewPicture = lane.update(isCurrent ? options_.logError : nullptr);
-    if (isCurrent && hasNewPicture) showPicture();
+    if (isCurrent && hasNewPicture) stage_.showPicture(current_);
   });
-}
-
-void MpvEngine::showPicture(DrawnPicture drawn) {
-  show(current_);
-  {
-    const LockGuard lock(pictureMutex_);
-    drawn_ = std::move(drawn);
-  }
-  std::function<void()> handler;
-  {
-    const LockGuard lock(handlerMutex_);
-    handler = pictureHandler_;
-  }
-  if (handler) handler();
 }
 
 void MpvEngine::chooseLane(const MpvRequests::Wishes& wishes) {
   if (current_ && current_->load().id != wishes.load) leave(wishes);
   if (!current_ && wishes.asset) {
     openLoad(wishes);
-    if (lanes_.areNone()) return failWithoutLane(wishes.load);
+    if (lanes_.areNone()) return failWithoutLane();
     if (!current_) return closeLeaving();  // the bell rings when a lane has become idle
   }
   const bool isNeeded = current_ && !current_->isReady() && !current_->load().failure;
@@ -261,11 +210,11 @@ void MpvEngine::chooseLane(const MpvRequests::Wishes& wishes) {
 }
 
 void MpvEngine::openLoad(const MpvRequests::Wishes& wishes) {
-  told_ = {};
+  reports_.begin(wishes.load);
   if (auto taken = ahead_.take(wishes.asset)) {
     current_ = taken->lane;
     current_->adopt(wishes.load);
-    if (current_->isReady()) showPicture(std::move(taken->picture));
+    if (current_->isReady()) stage_.showPicture(current_, std::move(taken->picture));
     return;
   }
   current_ = lanes_.idleForLoad();
@@ -278,7 +227,8 @@ void MpvEngine::openLoad(const MpvRequests::Wishes& wishes) {
 void MpvEngine::openAhead(const MpvRequests::Wishes& wishes) {
   wakesAt_.reset();
   ahead_.letGo(wishes);
-  drawAhead();
+  const auto size = stage_.hostSize();
+  ahead_.draw(size.width, size.height);
   if (!playsWithoutHurry(wishes)) return;
   const bool hasMore = ahead_.hasMore(wishes);
   const auto tidiesAt = ahead_.tidiesAt();
@@ -294,19 +244,8 @@ void MpvEngine::openAhead(const MpvRequests::Wishes& wishes) {
   }
 }
 
-void MpvEngine::drawAhead() {
-  int width = 0;
-  int height = 0;
-  {
-    const LockGuard lock(pictureMutex_);
-    width = hostWidth_;
-    height = hostHeight_;
-  }
-  ahead_.draw(width, height);
-}
-
 bool MpvEngine::playsWithoutHurry(const MpvRequests::Wishes& wishes) const {
-  if (!current_ || !told_.ready || leaving_) return false;
+  if (!current_ || !reports_.haveToldReady() || leaving_) return false;
   const auto& load = current_->load();
   if (load.failure || load.isStarved || current_->isSeeking()) return false;
   return !wishes.isPlaying || load.hasMoved || load.isAtEnd;
@@ -315,7 +254,7 @@ bool MpvEngine::playsWithoutHurry(const MpvRequests::Wishes& wishes) const {
 // Closing takes longer than opening, and would slow it down: it waits for the next load's picture,
 // or a moment. Meanwhile the load is held, and hidden.
 void MpvEngine::leave(const MpvRequests::Wishes& wishes) {
-  show(nullptr);
+  stage_.show(nullptr);
   closeLeaving();
   std::swap(leaving_, current_);
   if (!wishes.asset || !leaving_->isReady()) return closeLeaving();
@@ -327,15 +266,9 @@ void MpvEngine::closeLeaving() {
   if (auto* lane = std::exchange(leaving_, nullptr)) lane->close();
 }
 
-void MpvEngine::failWithoutLane(LoadId load) {
+void MpvEngine::failWithoutLane() {
   requests_.endAnySeek();
-  if (std::exchange(failedLoad_, load) != load)
-    tellFailure(load, Error(ErrorCode::noMemory, lanes_.whyNone()));
-}
-
-void MpvEngine::show(MpvLane* lane) {
-  const LockGuard lock(pictureMutex_);
-  shown_ = lane && lane->load().id == newestLoad_ ? lane : nullptr;
+  reports_.tellFailure(Error(ErrorCode::noMemory, lanes_.whyNone()));
 }
 
 void MpvEngine::applySettings(const MpvRequests::Wishes& wishes) {
@@ -356,7 +289,7 @@ void MpvEngine::applySeek() {
     requests_.endSeek(seek->serial, true);  // without waiting for a first byte that may never come
   } else if (current_->isReady()) {
     issuedSeek_ = seek->serial;
-    told_.end = false;
+    reports_.forgetEnd();
     current_->seek(seek->serial, seek->seconds);
   }
 }
@@ -365,21 +298,20 @@ void MpvEngine::tell(const MpvRequests::Wishes& wishes) {
   const auto& load = current_->load();
   tellEnd(wishes);
   if (load.failure) {
-    if (std::exchange(told_.failed, true)) return;
-    show(nullptr);
-    tellFailure(load.id, *load.failure);
+    if (!reports_.haveToldFailure()) stage_.show(nullptr);
+    reports_.tellFailure(*load.failure);
     return;
   }
-  if (load.hasPicture && !std::exchange(told_.ready, true)) {
-    show(current_);
+  if (load.hasPicture && !reports_.haveToldReady()) {
+    stage_.show(current_);
     readySince_ = Clock::now();
-    report(&Listener::engineDidBecomeReady, load.id);
+    reports_.tellReady();
     lanes_.makeFewest();
   }
   if (!load.isStarved) {
-    told_.stall = false;
-  } else if (wishes.isPlaying && load.hasMoved && !std::exchange(told_.stall, true)) {
-    report(&Listener::engineDidStall, load.id);
+    reports_.forgetStall();
+  } else if (wishes.isPlaying && load.hasMoved) {
+    reports_.tellStall();
   }
 }
 
@@ -387,21 +319,7 @@ void MpvEngine::tellEnd(const MpvRequests::Wishes& wishes) {
   const auto& load = current_->load();
   if (!load.isAtEnd || !load.hasPicture || load.failure || current_->isSeeking()) return;
   if (current_->failIfCutShort()) return;
-  if (wishes.isPlaying && !std::exchange(told_.end, true)) {
-    report(&Listener::engineDidPlayToEnd, load.id);
-  }
-}
-
-void MpvEngine::report(void (Listener::*call)(LoadId), LoadId load) {
-  DispatchQueue::main().async([weak = listener_, call, load] {
-    if (const auto listener = weak.lock()) (listener.get()->*call)(load);
-  });
-}
-
-void MpvEngine::tellFailure(LoadId load, const Error& error) {
-  DispatchQueue::main().async([weak = listener_, load, error] {
-    if (const auto listener = weak.lock()) listener->engineDidFail(load, error);
-  });
+  if (wishes.isPlaying) reports_.tellEnd();
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 // What the engine over libmpv opens before it is asked for.
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <vector>
 
 #include "Tavrin/Foundation/DispatchQueue.hpp"
@@ -147,6 +149,43 @@ TEST_F(MpvAheadTest, HoldsNothingOpenUnderMemoryPressureAndOpensItAgainAfterward
   ASSERT_TRUE(green.isReadBy(2));
   player.load(2, green);
   EXPECT_EQ(green.resource->readers(), 2);
+}
+
+TEST_F(MpvAheadTest, KnowsAReplacedClipAndAnotherLoadOfTheSameFromWhatItHasOpen) {
+  Player player(log);
+  player.engine->expect({green.asset});
+  ASSERT_TRUE(green.isReadBy(1));
+  const Clip replacement("blue.mp4");  // under the same address
+  player.load(2, replacement);
+  EXPECT_EQ(player.colour(), "b");
+  EXPECT_EQ(replacement.resource->readers(), 1);
+  player.engine->expect({replacement.asset});  // a list of one
+  player.load(3, replacement);
+  EXPECT_EQ(player.colour(), "b");
+  EXPECT_EQ(replacement.resource->readers(), 2);
+}
+
+TEST_F(MpvAheadTest, IsReleasedAtOnceInTheMiddleOfOpening) {
+  Player player(log);
+  green.resource->setAvailable(500);
+  player.engine->expect({green.asset});
+  ASSERT_TRUE(eventually([&] { return green.resource->isAwaited(); }));
+  const auto start = std::chrono::steady_clock::now();
+  player.engine.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
+  EXPECT_TRUE(eventually([&] { return !green.resource->isAwaited(); }));
+}
+
+TEST_F(MpvAheadTest, TheProcessMayEndInTheMiddleOfOpening) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto end = [this] {
+    alarm(60);  // seconds; a process that hangs
+    Player player(log);
+    green.resource->setAvailable(500);
+    player.engine->expect({green.asset});
+    std::exit(eventually([&] { return green.resource->isAwaited(); }) ? 7 : 1);
+  };
+  EXPECT_EXIT(end(), ::testing::ExitedWithCode(7), "");
 }
 
 TEST_F(MpvAheadTest, TwoPlayersHaveTheSameClipOpenEachForItself) {

@@ -1,32 +1,40 @@
 #include "Tavrin/Mpv/Internal/DrawnPicture.hpp"
 
 #include <cstring>
+#include <utility>
+
+#include "Tavrin/Foundation/Executor.hpp"
 
 namespace tavrin {
 
-namespace {
+std::shared_ptr<DrawnPicture> DrawnPicture::draw(std::shared_ptr<MpvRenderer> renderer, int width,
+                                                 int height) {
+  if (width <= 0 || height <= 0 || std::int64_t{width} * height > limit) return nullptr;
+  auto picture = std::make_shared<DrawnPicture>(width, height);
+  Executor::shared().post(
+      [picture, renderer = std::move(renderer)] { picture->drawFrom(*renderer); });
+  return picture;
+}
 
-constexpr std::size_t bytesPerPixel = 4;
+void DrawnPicture::forgo() {
+  auto expected = State::waiting;
+  state_.compare_exchange_strong(expected, State::forgone);
+}
 
-}  // namespace
-
-void DrawnPicture::drawFrom(MpvLane& lane, int width, int height) {
-  if (width <= 0 || height <= 0 || std::int64_t{width} * height > limit) return;
-  const auto stride = static_cast<std::size_t>(width) * bytesPerPixel;
-  std::vector<std::byte> pixels(stride * static_cast<std::size_t>(height));
-  const PixelBuffer target{pixels.data(), width, height, static_cast<std::ptrdiff_t>(stride)};
-  if (!lane.draw(target)) return;
-  width_ = width;
-  height_ = height;
-  pixels_.swap(pixels);
+void DrawnPicture::drawFrom(MpvRenderer& renderer) {
+  auto expected = State::waiting;
+  if (!state_.compare_exchange_strong(expected, State::drawing)) return;
+  pixels_.resize(stride() * static_cast<std::size_t>(height_));
+  const auto rows = static_cast<std::ptrdiff_t>(stride());
+  const bool isDrawn = renderer.drawAside({pixels_.data(), width_, height_, rows});
+  state_ = isDrawn ? State::drawn : State::forgone;
 }
 
 bool DrawnPicture::copyTo(const PixelBuffer& target) const {
-  if (isAbsent() || target.width != width_ || target.height != height_) return false;
-  const auto stride = static_cast<std::size_t>(width_) * bytesPerPixel;
+  if (state_ != State::drawn || target.width != width_ || target.height != height_) return false;
   for (int row = 0; row < height_; ++row) {
     std::memcpy(target.pixels + row * target.stride,
-                pixels_.data() + static_cast<std::size_t>(row) * stride, stride);
+                pixels_.data() + static_cast<std::size_t>(row) * stride(), stride());
   }
   return true;
 }

@@ -26,6 +26,7 @@ std::optional<MpvAhead::Taken> MpvAhead::take(const Asset& asset) {
   Taken taken{found->lane, std::move(found->picture)};
   opened_.erase(found);
   share_.giveBack();
+  if (taken.picture) taken.picture->forgo();
   return taken;
 }
 
@@ -69,9 +70,7 @@ void MpvAhead::open(const MpvRequests::Wishes& wishes) {
 
 void MpvAhead::draw(int width, int height) {
   for (auto& each : opened_) {
-    if (each.lane->isReady() && each.picture.isAbsent()) {
-      each.picture.drawFrom(*each.lane, width, height);
-    }
+    if (each.lane->isReady() && !each.picture) each.picture = each.lane->drawAside(width, height);
   }
 }
 
@@ -122,6 +121,7 @@ void MpvAhead::noteFailures() {
 }
 
 void MpvAhead::close(std::vector<Opened>::iterator opened) {
+  if (opened->picture) opened->picture->forgo();
   opened->lane->close();
   opened_.erase(opened);
   share_.giveBack();

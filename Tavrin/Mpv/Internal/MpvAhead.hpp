@@ -28,8 +28,8 @@ class MpvAhead {
   MpvAhead(MpvLanes& lanes, std::function<void()> wake) : lanes_(lanes), share_(std::move(wake)) {}
 
   struct Taken {
-    MpvLane* lane;         // of the engine's lanes
-    DrawnPicture picture;  // its first, absent when it has not been drawn
+    MpvLane* lane;                          // of the engine's lanes
+    std::shared_ptr<DrawnPicture> picture;  // its first, absent when nobody has begun to draw it
   };
 
   /// The lane that has the asset open, or is opening it; it is the caller's from now on. Absent
@@ -42,7 +42,7 @@ class MpvAhead {
   bool hasMore(const MpvRequests::Wishes& wishes) const;
   /// Opens the likeliest asset that is not open, or first lets go of a less likely one.
   void open(const MpvRequests::Wishes& wishes);
-  /// Draws first pictures that have come out, once each, in a size in pixels.
+  /// Has first pictures drawn that have come out, once each, in a size in pixels.
   void draw(int width, int height);
   /// When what opening has left behind can be given back to the system. Absent when nothing is
   /// left.
@@ -54,7 +54,7 @@ class MpvAhead {
   struct Opened {
     Asset asset;
     MpvLane* lane;  // of `lanes_`
-    DrawnPicture picture;
+    std::shared_ptr<DrawnPicture> picture;
     bool wasReady;
   };
 

@@ -1,7 +1,6 @@
 #include "Tavrin/Mpv/Internal/MpvHandle.hpp"
 
 #include <mpv/client.h>
-#include <mpv/render.h>
 
 #include <string_view>
 #include <utility>
@@ -159,7 +158,7 @@ std::optional<MpvEvent> translate(const mpv_event& event) {
 
 std::unique_ptr<MpvHandle> MpvHandle::make(const MpvEngineOptions& options, Bell& bell,
                                            std::string& why) {
-  std::unique_ptr<MpvHandle> handle(new MpvHandle);
+  std::unique_ptr<MpvHandle> handle(new MpvHandle(bell));
   why = handle->start(options, bell);
   if (!why.empty()) handle.reset();
   return handle;
@@ -185,21 +184,12 @@ std::string MpvHandle::start(const MpvEngineOptions& options, Bell& bell) {
   if (code >= 0) code = mpv_hook_add(mpv_, 0, "on_preloaded", 0);
   if (code < 0) return "libmpv cannot start: " + errorText(code);
 
-  // The renderer comes before the first load, which would otherwise open without a picture.
-  char api[] = MPV_RENDER_API_TYPE_SW;
-  mpv_render_param parameters[] = {{MPV_RENDER_PARAM_API_TYPE, api}, {}};
-  const LockGuard lock(renderMutex_);
-  code = mpv_render_context_create(&renderer_, mpv_, parameters);
-  if (code < 0) return "libmpv cannot draw: " + errorText(code);
-  mpv_render_context_set_update_callback(renderer_, ringBell, &bell);
-  return {};
+  code = renderer_->start(mpv_);
+  return code < 0 ? "libmpv cannot draw: " + errorText(code) : "";
 }
 
 MpvHandle::~MpvHandle() {
-  {
-    const LockGuard lock(renderMutex_);
-    if (renderer_) mpv_render_context_free(renderer_);
-  }
+  renderer_->end();
   if (mpv_) mpv_terminate_destroy(mpv_);
 }
 
@@ -270,48 +260,6 @@ std::optional<MpvEvent> MpvHandle::nextEvent() {
       return tracksFound(static_cast<const mpv_event_hook*>(event->data)->id);
     if (auto translated = translate(*event)) return translated;
   }
-}
-
-bool MpvHandle::takePicture() {
-  const LockGuard lock(renderMutex_);
-  if (!(mpv_render_context_update(renderer_) & MPV_RENDER_UPDATE_FRAME)) return false;
-  mpv_render_frame_info info{};
-  mpv_render_context_get_info(renderer_, {MPV_RENDER_PARAM_NEXT_FRAME_INFO, &info});
-  int skip = 1;
-  int block = 0;
-  mpv_render_param parameters[] = {{MPV_RENDER_PARAM_SKIP_RENDERING, &skip},
-                                   {MPV_RENDER_PARAM_BLOCK_FOR_TARGET_TIME, &block},
-                                   {}};
-  mpv_render_context_render(renderer_, parameters);
-  return !(info.flags & MPV_RENDER_FRAME_INFO_REDRAW);
-}
-
-void MpvHandle::setTurn(Turn turn) {
-  const LockGuard lock(renderMutex_);
-  turn_ = turn;
-}
-
-bool MpvHandle::draw(const PixelBuffer& target) {
-  const LockGuard lock(renderMutex_);
-  if (turn_ == Turn::none) return render(target);
-  const auto surface = turning_.before(turn_, target);
-  if (!render(surface)) return false;
-  copyTurned(surface, turn_, target);
-  return true;
-}
-
-bool MpvHandle::render(const PixelBuffer& target) {
-  int size[] = {target.width, target.height};
-  char format[] = "rgb0";
-  auto stride = static_cast<std::size_t>(target.stride);
-  int block = 0;
-  mpv_render_param parameters[] = {{MPV_RENDER_PARAM_SW_SIZE, size},
-                                   {MPV_RENDER_PARAM_SW_FORMAT, format},
-                                   {MPV_RENDER_PARAM_SW_STRIDE, &stride},
-                                   {MPV_RENDER_PARAM_SW_POINTER, target.pixels},
-                                   {MPV_RENDER_PARAM_BLOCK_FOR_TARGET_TIME, &block},
-                                   {}};
-  return mpv_render_context_render(renderer_, parameters) >= 0;
 }
 
 }  // namespace tavrin

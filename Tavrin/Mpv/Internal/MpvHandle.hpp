@@ -9,16 +9,13 @@
 #include <vector>
 
 #include "Tavrin/Foundation/Error.hpp"
-#include "Tavrin/Foundation/Mutex.hpp"
-#include "Tavrin/Media/MediaEngine.hpp"
 #include "Tavrin/Mpv/Internal/Bell.hpp"
 #include "Tavrin/Mpv/Internal/Decoding.hpp"
 #include "Tavrin/Mpv/Internal/MpvFacts.hpp"
-#include "Tavrin/Mpv/Internal/Turning.hpp"
+#include "Tavrin/Mpv/Internal/MpvRenderer.hpp"
 #include "Tavrin/Mpv/MpvEngine.hpp"
 
 struct mpv_handle;
-struct mpv_render_context;
 
 namespace tavrin {
 
@@ -53,7 +50,7 @@ struct MpvEvent {
   std::optional<PictureFacts> picture;
 };
 
-/// One libmpv player with its renderer. The engine's thread alone, but for `draw`.
+/// One libmpv player with its renderer. The engine's thread alone.
 class MpvHandle {
  public:
   /// Rings the bell, from libmpv's threads, when there are events or pictures to take. Absent when
@@ -86,26 +83,17 @@ class MpvHandle {
   /// The next event, absent when there is none now.
   std::optional<MpvEvent> nextEvent();
 
-  /// Makes a new picture, if there is one, the current one, and returns whether there was one.
-  /// libmpv waits for this: it must come soon after the bell.
-  bool takePicture();
-  /// How far the pictures of the open file are turned from now on.
-  void setTurn(Turn turn);
-  /// Draws the current picture. Any thread.
-  bool draw(const PixelBuffer& target);
+  /// Draws this player's pictures.
+  const std::shared_ptr<MpvRenderer>& renderer() const { return renderer_; }
 
  private:
-  MpvHandle() = default;
+  explicit MpvHandle(Bell& bell) : renderer_(std::make_shared<MpvRenderer>(bell)) {}
   std::string start(const MpvEngineOptions& options, Bell& bell);
   MpvEvent tracksFound(std::uint64_t id);
-  bool render(const PixelBuffer& target) TAVRIN_REQUIRES(renderMutex_);
 
   mpv_handle* mpv_ = nullptr;  // owned
   Decoding decoding_;          // set last
-  Mutex renderMutex_;          // libmpv takes one call to a renderer at a time
-  mpv_render_context* renderer_ TAVRIN_GUARDED_BY(renderMutex_) = nullptr;  // owned
-  Turn turn_ TAVRIN_GUARDED_BY(renderMutex_) = Turn::none;
-  TurningSurface turning_ TAVRIN_GUARDED_BY(renderMutex_);
+  const std::shared_ptr<MpvRenderer> renderer_;
 };
 
 }  // namespace tavrin

@@ -133,7 +133,7 @@ void MpvLane::seek(std::uint64_t serial, double seconds) {
 }
 
 bool MpvLane::update(const std::function<void(const std::string&)>& logError) {
-  const bool hasNewPicture = handle_->takePicture();
+  const bool hasNewPicture = handle_->renderer()->takePicture();
   while (const auto event = handle_->nextEvent()) {
     const bool isEnding = closesOnceStarted_ || phase_ == Phase::closing;
     if (event->kind == Kind::logged && isEnding) continue;  // the ending itself is no error

@@ -11,6 +11,7 @@
 #include "Tavrin/Media/AVAssetResourceLoader.hpp"
 #include "Tavrin/Media/AVURLAsset.hpp"
 #include "Tavrin/Media/MediaEngine.hpp"
+#include "Tavrin/Mpv/Internal/DrawnPicture.hpp"
 #include "Tavrin/Mpv/Internal/MpvHandle.hpp"
 #include "Tavrin/Mpv/Internal/MpvPictures.hpp"
 #include "Tavrin/Mpv/Internal/MpvStreams.hpp"
@@ -82,7 +83,11 @@ class MpvLane {
 
   /// Takes in what the handle has to tell. Returns whether the load has a new picture.
   bool update(const std::function<void(const std::string&)>& logError);
-  bool draw(const PixelBuffer& target) { return handle_->draw(target); }
+  bool draw(const PixelBuffer& target) { return handle_->renderer()->draw(target); }
+  /// Begins to draw the picture on another thread, in a size in pixels; the lane must stand still.
+  std::shared_ptr<DrawnPicture> drawAside(int width, int height) {
+    return DrawnPicture::draw(handle_->renderer(), width, height);
+  }
 
  private:
   enum class Phase { idle, starting, open, closing };

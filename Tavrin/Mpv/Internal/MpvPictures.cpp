@@ -27,7 +27,7 @@ Error tooLarge() {
 
 void MpvPictures::begin(std::uint64_t opening) {
   if (std::exchange(mapping_, Mapping::none) != Mapping::none) handle_.command({"vf", "set", ""});
-  if (track_ && track_->turn != Turn::none) handle_.setTurn(Turn::none);
+  if (track_ && track_->turn != Turn::none) handle_.renderer()->setTurn(Turn::none);
   track_.reset();
   opening_ = opening;
   isTaken_ = false;
@@ -88,7 +88,7 @@ void MpvPictures::askForAny() {
 std::optional<Error> MpvPictures::handleTrack(const std::optional<TrackFacts>& track) {
   if (!track) return noPicture();
   track_ = track;
-  if (track->turn != Turn::none) handle_.setTurn(track->turn);
+  if (track->turn != Turn::none) handle_.renderer()->setTurn(track->turn);
   if (!track->isOfPlainCodec) {
     isHeld_ = true;
     handle_.askForPicture(opening_);
