@@ -32,6 +32,11 @@ class MpvClipsTest : public ::testing::Test {
     const auto wanted = report + " " + std::to_string(number);
     return DispatchQueue::main().runUntil([&] { return listener->count(wanted) >= times; }, 30s);
   }
+  void seek(double seconds) {
+    bool hasEnded = false;
+    engine->seek({seconds}, [&](bool) { hasEnded = true; });
+    ASSERT_TRUE(DispatchQueue::main().runUntil([&] { return hasEnded; }, 30s));
+  }
 
   /// The red, green and blue of a point of the current picture.
   std::array<int, 3> pixel(int x, int y) const {
@@ -85,6 +90,39 @@ TEST_F(MpvClipsTest, StandsATurnedClipUprightAndForgetsItWithTheNextOne) {
   }
 }
 
+TEST_F(MpvClipsTest, DrawsTheSameInEveryRoundAndAfterASeek) {
+  struct Case {
+    std::string name;
+    int width, height;
+    const char* colours;   // while it plays from its start
+    const char* lastOnes;  // at its end; resized.ts is 96 x 32 by then
+    int lastWidth, lastHeight;
+  };
+  const Case cases[] = {{"turned90.mp4", 48, 64, "gwrb-", "gwrb-", 48, 64},
+                        {"tiny.webm", 64, 64, "rrrr-", "rrrr-", 64, 64},
+                        {"resized.ts", 85, 64, "rrrr-", "bbbb-", 96, 32}};
+  for (const auto& each : cases) {
+    engine->setPlaying(true);
+    load(clip(each.name));
+    for (int round = 1; round <= 2; ++round) {
+      ASSERT_TRUE(hears("end", round)) << each.name;
+      EXPECT_EQ(drawn(each.lastWidth, each.lastHeight), each.lastOnes) << each.name;
+      if (round == 2) engine->setPlaying(false);
+      seek(0);
+    }
+    EXPECT_EQ(drawn(each.width, each.height), each.colours) << each.name;
+    seek(0.2);
+    EXPECT_EQ(drawn(each.width, each.height), each.colours) << each.name;
+  }
+  load(clip("arib-std-b67.mp4"));
+  ASSERT_TRUE(hears("ready"));
+  drawn(85, 64);
+  const auto before = pixel(width / 2, height / 2);
+  seek(0.1);
+  drawn(85, 64);
+  EXPECT_EQ(pixel(width / 2, height / 2), before);
+}
+
 TEST_F(MpvClipsTest, DrawsAHighDynamicRangeAsAScreenCanShowIt) {
   for (const auto* name : {"smpte2084.mp4", "corners.mp4", "arib-std-b67.mp4"}) {
     load(clip(name));
@@ -109,9 +147,7 @@ TEST_F(MpvClipsTest, CountsTimesFromTheClipsOwnStart) {
   };
   EXPECT_TRUE(DispatchQueue::main().runUntil(knowsItsLength, 30s));
   EXPECT_LT(engine->currentTime().seconds, 0.1);
-  bool hasEnded = false;
-  engine->seek({0.5}, [&](bool) { hasEnded = true; });
-  ASSERT_TRUE(DispatchQueue::main().runUntil([&] { return hasEnded; }, 30s));
+  seek(0.5);
   EXPECT_NEAR(engine->currentTime().seconds, 0.5, 0.05);
 }
 

@@ -40,4 +40,9 @@ draw -i corners.mp4 -f lavfi -i "$(tone 0.5)" -c:v copy -c:a aac $exact -encrypt
   -encryption_key 00112233445566778899aabbccddeeff -encryption_kid 0123456789abcdef0123456789abcdef \
   encrypted.mp4
 draw -f lavfi -i "color=red:s=64x48:r=30" -frames:v 1 -c:v libx264 -pix_fmt yuv420p $exact one.mp4
+draw -f lavfi -i "color=red:s=2x2:r=30:d=0.5,format=yuv444p,crop=1:1" -c:v libvpx-vp9 $exact tiny.webm
+part() {
+  draw -f lavfi -i "color=$1:s=$2:r=30:d=0.5" -c:v libx264 -pix_fmt yuv420p -output_ts_offset $3 $exact -f mpegts -
+}
+{ part red 64x48 0; part blue 96x32 0.5; } > resized.ts
 draw -i red.mp4 -c copy -output_ts_offset 143165 $exact offset.mp4
