@@ -8,6 +8,8 @@
 #include <future>
 
 #include "Tavrin/Cache/VideoCacheManager.hpp"
+#include "Tavrin/Foundation/Executor.hpp"
+#include "Tavrin/Item/Internal/DownloadedBody.hpp"
 #include "Tavrin/Media/AVAssetResourceLoader.hpp"
 #include "Tavrin/Media/AssetByteReader.hpp"
 #include "Tests/Support/CacheFixture.hpp"
@@ -169,6 +171,35 @@ TEST_F(KeepingTest, WhatNeitherDiskNorMemoryTakesFailsAndSaysSo) {
   EXPECT_GT(came, static_cast<std::size_t>(mebibyte));
   EXPECT_TRUE(reads(*item, std::string_view(body).substr(0, came)));
   EXPECT_EQ(umount2(cacheDirectory().c_str(), MNT_DETACH), 0);
+}
+
+// The disk does nothing until the test lets it, because its threads are busy.
+TEST_F(KeepingTest, OnceManyWholeBodiesWaitForTheDiskTheOthersWaitForThem) {
+  std::promise<void> disk;
+  const auto isFree = disk.get_future().share();
+  for (int i = 0; i < 64; ++i) Executor::files().post([isFree] { isFree.wait(); });
+  const auto bytes = std::as_bytes(std::span(body));
+  std::atomic<std::size_t> written = 0;
+  for (std::size_t i = 0; i < DownloadedBody::mostWholeOnes; ++i) {
+    const auto whole = DownloadedBody::make(cacheDirectory(), 0, nullptr);
+    EXPECT_EQ(whole->append(bytes.first(100)), std::nullopt);
+    whole->finish([&] { ++written; });
+  }
+  const auto small = body.substr(0, 1000);
+  for (const std::string name : {"a", "b", "c", "d"}) server.serve("/" + name, small);
+  const auto waiting = save("a");
+  ASSERT_TRUE(waitUntil([&] { return waiting->progress().expected.has_value(); }));
+  for (const auto* name : {"b", "c"}) {
+    EXPECT_TRUE(reads(*save(name), small)) << "who is watched waits for no disk";
+  }
+  EXPECT_EQ(waiting->progress().received, 0);
+  EXPECT_TRUE(reads(*waiting, small)) << "nor who is watched from now on";
+  const auto last = save("d");
+  ASSERT_TRUE(waitUntil([&] { return last->progress().expected.has_value(); }));
+  disk.set_value();
+  ASSERT_TRUE(waitUntil([&] { return manager->streamableItems().empty(); }));
+  EXPECT_EQ(written, DownloadedBody::mostWholeOnes);
+  EXPECT_THAT(filesBelow(cacheDirectory()), ElementsAre("a", "b", "c", "d"));
 }
 
 // A frozen file system takes no write until it thaws.

@@ -41,6 +41,8 @@ bool Loader::resourceLoader(AVAssetResourceLoader&,
   }
   processPendingRequests();
   updatePriority();
+  const auto body = this->body();
+  if (body && body->hasRoom()) goOn();  // it may have waited for others
   return true;
 }
 
@@ -107,7 +109,7 @@ void Loader::updatePriority() {
   }
 }
 
-void Loader::urlSession(URLSession&, URLSessionDataTask&, const URLResponse& response,
+void Loader::urlSession(URLSession&, URLSessionDataTask& task, const URLResponse& response,
                         const CompletionHandler& completionHandler) {
   if (accepts_ && !accepts_(response)) {
     {
@@ -117,15 +119,17 @@ void Loader::urlSession(URLSession&, URLSessionDataTask&, const URLResponse& res
     return completionHandler(ResponseDisposition::cancel);
   }
   completionHandler(ResponseDisposition::allow);
-  auto body =
+  const auto body =
       DownloadedBody::make(directory_, response.expectedContentLength, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->goOn();
       });
+  auto previous = body;  // let go without the lock
   {
     const LockGuard lock(mutex_);
-    body_.swap(body);
+    body_.swap(previous);
     response_ = response;
   }
+  holdBack(task, *body);
   processPendingRequests();
 }
 
@@ -137,13 +141,19 @@ void Loader::urlSession(URLSession& session, URLSessionDataTask& task, const Dat
       session.invalidateAndCancel();
       return fail(*error);
     }
-    // There may be room again before the task is held back; then nobody else lets it go on.
-    if (!body->hasRoom()) {
-      task.suspend();
-      if (body->hasRoom()) task.resume();
-    }
+    holdBack(task, *body);
   }
   processPendingRequests();
+}
+
+// The task may go on again before it is held back; then nobody else lets it.
+void Loader::holdBack(URLSessionDataTask& task, DownloadedBody& body) {
+  const auto mustWait = [&] {
+    return !body.hasRoom() || (!isAwaited() && body.mustWaitForOthers());
+  };
+  if (!mustWait()) return;
+  task.suspend();
+  if (!mustWait()) task.resume();
 }
 
 // Readers have the bytes at once; the item's delegate has them once they are written.
@@ -267,6 +277,11 @@ std::shared_ptr<URLSession> Loader::session() const {
 void Loader::setSession(std::shared_ptr<URLSession> session) {
   const LockGuard lock(mutex_);
   session_.swap(session);  // an earlier one is let go without the lock
+}
+
+bool Loader::isAwaited() const {
+  const LockGuard lock(mutex_);
+  return !pendingRequests_.empty();
 }
 
 std::shared_ptr<DownloadedBody> Loader::body() const {

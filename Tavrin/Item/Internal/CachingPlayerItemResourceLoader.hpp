@@ -110,7 +110,11 @@ class CachingPlayerItem::ResourceLoaderDelegate final
   void updatePriority();
   double wantedPriority() const TAVRIN_REQUIRES(mutex_);
   using Clock = std::chrono::steady_clock;
+  /// Whether a reader waits for bytes.
+  bool isAwaited() const;
   std::shared_ptr<DownloadedBody> body() const;
+  /// Suspends the download while its body, or the others, have to wait for the disk.
+  void holdBack(URLSessionDataTask& task, DownloadedBody& body);
   void goOn();
   void handOver();
   void fail(const Error& error);

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstring>
 #include <new>
+#include <set>
 #include <utility>
 #include <variant>
 
@@ -27,6 +28,18 @@ constexpr std::int64_t mostReserved = 256 * mebibyte;
 
 std::atomic<std::int64_t> memoryLimitBytes = 256 * mebibyte;
 std::atomic<std::int64_t> heldBytes = 0;
+
+// The bodies of the process that are whole and wait for the disk, and those that wait for them.
+struct WholeBodies {
+  static WholeBodies& all() {
+    static auto* made = new WholeBodies;  // threads may outlive what ends with the process
+    return *made;
+  }
+
+  Mutex mutex;
+  std::size_t count TAVRIN_GUARDED_BY(mutex) = 0;
+  std::set<std::weak_ptr<DownloadedBody>, std::owner_less<>> waiting TAVRIN_GUARDED_BY(mutex);
+};
 
 }  // namespace
 
@@ -65,6 +78,15 @@ std::int64_t DownloadedBody::count() const {
 bool DownloadedBody::hasRoom() const {
   const LockGuard lock(mutex_);
   return isInMemory() || waiting() < mostWaiting;
+}
+
+bool DownloadedBody::mustWaitForOthers() {
+  if (directory_.empty()) return false;
+  auto& whole = WholeBodies::all();
+  const LockGuard lock(whole.mutex);
+  if (whole.count < mostWholeOnes) return false;
+  whole.waiting.insert(weak_from_this());
+  return true;
 }
 
 std::optional<Error> DownloadedBody::append(std::span<const std::byte> bytes) {
@@ -117,6 +139,11 @@ void DownloadedBody::release(std::int64_t bytes) {
 }
 
 void DownloadedBody::finish(Handler written) {
+  if (!directory_.empty()) {
+    auto& whole = WholeBodies::all();
+    const LockGuard lock(whole.mutex);
+    ++whole.count;
+  }
   bool writes = false;
   {
     const LockGuard lock(mutex_);
@@ -207,6 +234,21 @@ void DownloadedBody::tellWritten() {
     told = std::exchange(whenWritten_, nullptr);
   }
   if (told) told();
+  if (!directory_.empty()) letOthersGoOn();
+}
+
+void DownloadedBody::letOthersGoOn() {
+  auto& whole = WholeBodies::all();
+  std::set<std::weak_ptr<DownloadedBody>, std::owner_less<>> waiting;
+  {
+    const LockGuard lock(whole.mutex);
+    --whole.count;
+    waiting.swap(whole.waiting);
+  }
+  for (const auto& each : waiting) {
+    const auto body = each.lock();
+    if (body && body->hasRoomAgain_) body->hasRoomAgain_();
+  }
 }
 
 Data DownloadedBody::subdata(std::int64_t offset, std::int64_t length) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -42,8 +43,13 @@ class DownloadedBody final : public ByteSource,
   std::optional<Error> append(std::span<const std::byte> bytes);
   /// Whether as little waits to be written that more should come.
   bool hasRoom() const;
+  /// Whether so many other bodies are whole and wait for the disk that this one, unless somebody
+  /// reads it, should wait for them: each holds a descriptor, and some memory. If so,
+  /// `hasRoomAgain` is called once one of them is done. Never without a directory.
+  bool mustWaitForOthers();
   /// No more will come. Calls `written` when the file has all that it takes; without a directory on
-  /// the calling thread, before returning.
+  /// the calling thread, before returning. Until `written` has returned the body waits for the
+  /// disk.
   void finish(Handler written);
 
   /// A part of what has come. Nothing is read, and nothing copied but from memory.
@@ -52,6 +58,8 @@ class DownloadedBody final : public ByteSource,
   Data whole();
   std::optional<Error> read(std::int64_t offset, std::span<std::byte> room) const override;
 
+  /// How many whole bodies of this process may wait for the disk before others have to wait.
+  static constexpr std::size_t mostWholeOnes = 16;
   /// The most bytes that bodies of this process may hold in memory because no file takes them.
   static std::int64_t memoryLimit();
   static void setMemoryLimit(std::int64_t bytes);
@@ -74,6 +82,7 @@ class DownloadedBody final : public ByteSource,
   void note(const std::shared_ptr<ScratchFile>& file, std::optional<Error> error)
       TAVRIN_REQUIRES(mutex_);
   void tellWritten();
+  static void letOthersGoOn();
 
   const std::string directory_;
   const std::int64_t expected_;
