@@ -4,7 +4,10 @@
 
 #include <array>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Tavrin/Foundation/DispatchQueue.hpp"
@@ -135,6 +138,25 @@ TEST_F(MpvClipsTest, DrawsAHighDynamicRangeAsAScreenCanShowIt) {
     for (const int part : pixel(width / 2, height / 2)) {
       EXPECT_THAT(part, ::testing::AllOf(::testing::Gt(60), ::testing::Lt(200))) << name;
     }
+  }
+}
+
+TEST_F(MpvClipsTest, HasAClipThatIsMuchToDecodeDecodedBySeveralThreads) {
+  if (std::thread::hardware_concurrency() < 2) GTEST_SKIP() << "there is but one core";
+  // A decoder's threads bear the name of the one that starts them; there are two lanes.
+  const auto threads = [] {
+    int count = 0;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+      std::ifstream file(thread.path() / "comm");
+      std::string name;
+      count += std::getline(file, name) && name == "mpv/mpv core" ? 1 : 0;
+    }
+    return count;
+  };
+  for (const auto* name : {"smpte2084.mp4", "quick.mp4"}) {
+    load(clip(name));
+    ASSERT_TRUE(hears("ready")) << name;
+    EXPECT_EQ(threads() >= 2 + 2, name == std::string("quick.mp4")) << name;
   }
 }
 

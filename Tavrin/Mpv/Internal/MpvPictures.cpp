@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "Tavrin/Mpv/Internal/ThreadSupply.hpp"
+
 namespace tavrin {
 
 namespace {
@@ -75,10 +77,18 @@ std::optional<Error> MpvPictures::handleTracks(const std::vector<TrackFacts>& tr
   for (const auto& track : tracks) {
     refusal = judgeSize(track.width, track.height);
     if (refusal) continue;
-    handle_.setDecoding(Decoding::of(track, machine_));  // the first is the one that is played
+    chooseDecoding(track);  // the first is the one that is played
     break;
   }
   return refusal;
+}
+
+// A decoder that gets some of its threads only fails altogether.
+void MpvPictures::chooseDecoding(const TrackFacts& track) {
+  auto decoding = Decoding::of(track, machine_);
+  const auto threads = static_cast<std::size_t>(decoding.threads);
+  if (threads > 1 && !canStartThreads(threads + threadsOfAFile)) decoding.threads = 1;
+  handle_.setDecoding(decoding);
 }
 
 void MpvPictures::askForAny() {

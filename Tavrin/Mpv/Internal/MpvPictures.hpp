@@ -37,6 +37,7 @@ class MpvPictures {
   enum class Mapping { none, sent, set, jumping };
 
   std::optional<Error> handleTracks(const std::vector<TrackFacts>& tracks);
+  void chooseDecoding(const TrackFacts& track);
   std::optional<Error> handleTrack(const std::optional<TrackFacts>& track);
   std::optional<Error> handlePicture(std::uint64_t id, const std::optional<PictureFacts>& picture);
   std::optional<Error> judgeSize(std::int64_t width, std::int64_t height) const;

@@ -41,6 +41,8 @@ draw -i corners.mp4 -f lavfi -i "$(tone 0.5)" -c:v copy -c:a aac $exact -encrypt
   encrypted.mp4
 draw -f lavfi -i "color=red:s=64x48:r=30" -frames:v 1 -c:v libx264 -pix_fmt yuv420p $exact one.mp4
 draw -f lavfi -i "color=red:s=2x2:r=30:d=0.5,format=yuv444p,crop=1:1" -c:v libvpx-vp9 $exact tiny.webm
+draw -f lavfi -i "color=red:s=320x240:r=1000:d=0.1" -c:v libx265 -pix_fmt yuv420p -tag:v hvc1 \
+  -x265-params log-level=none $exact quick.mp4
 part() {
   draw -f lavfi -i "color=$1:s=$2:r=30:d=0.5" -c:v libx264 -pix_fmt yuv420p -output_ts_offset $3 $exact -f mpegts -
 }
