@@ -12,12 +12,14 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
 
 #include "Load/Clips.hpp"
 #include "Load/FaultCampaignCache.hpp"
 #include "Load/FaultCampaignFault.hpp"
 #include "Load/FaultCampaignProcess.hpp"
 #include "Load/FaultCampaignViewer.hpp"
+#include "Tavrin/Foundation/PrintableText.hpp"
 #include "Tavrin/Testing/RangeServer.hpp"
 #include "Tavrin/Testing/TemporaryDirectory.hpp"
 
@@ -101,11 +103,13 @@ std::string watchNextRun() {
   return lost.empty() ? "all play" : lost;
 }
 
+// Those beyond ASCII too, which printable text shows as well.
 bool hasControlCharacters(const fs::path& printed) {
-  return std::ranges::any_of(contents(printed), [](char each) {
-    const auto byte = static_cast<unsigned char>(each);
-    return (byte < 0x20 && each != '\n') || byte == 0x7F;
-  });
+  std::istringstream text(contents(printed));
+  for (std::string line; std::getline(text, line);) {
+    if (printable(line) != line) return true;
+  }
+  return false;
 }
 
 /// All that a row tells.
@@ -141,12 +145,10 @@ struct Row {
   }
 };
 
-std::string cell(std::string text) {
-  for (auto& each : text) {
-    if (each == '|') each = '/';
-    if (static_cast<unsigned char>(each) < 0x20) each = ' ';
-  }
-  return text;
+std::string cell(const std::string& text) {
+  auto shown = printable(text);
+  std::ranges::replace(shown, '|', '/');
+  return shown;
 }
 
 /// Runs one workout, and the next, and prints their row. Returns whether all went as it should.

@@ -179,7 +179,7 @@ def shapes():
                length="0.2")
     yield Clip("too wide", "avi", "-vf scale=16400:16 -c:v mjpeg -q:v 3 -pix_fmt yuvj420p", fails="too many pixels")
     yield Clip("too many pixels", "avi", "-vf scale=8400:8000 -frames:v 1 -c:v mjpeg -q:v 30 -pix_fmt yuvj420p",
-               fails="no audio or video data")
+               fails="too many pixels")
     for ending, words in (("ts", X264), ("ts", "-c:v mpeg2video -q:v 3")):
         codec = words.split()[1].removeprefix("lib")
         yield Clip(f"a size that changes, {codec} in {ending}", ending, words, also="320x240")
