@@ -85,13 +85,13 @@ void VideoCacheManager::saveVideosToCache(const std::optional<URL>& video, std::
   const auto file = cacheFile(name);
   if (file && FileManager::fileExists(*file)) return;
   const auto item = CachingPlayerItem::make(*video, settings_.accepts, cacheDirectory_);
-  bool isSoon = false;
+  auto turn = CachingPlayerItem::Turn::later;
   {
     const LockGuard lock(mutex_);
-    isSoon = isPlayedSoon(name);
+    turn = turnOf(name);
     streamableItems_.push_back({std::move(name), item});
   }
-  item->setSoon(isSoon);
+  item->setTurn(turn);
   item->setDelegate(shared_from_this());
   item->download();
 }
@@ -202,21 +202,24 @@ void VideoCacheManager::expectNext(const std::optional<Media>& video) {
 }
 
 // As long as none has been handed out, they are downloaded in the order in which they were saved.
-bool VideoCacheManager::isPlayedSoon(const std::string& name) const {
-  if (currentName_.empty()) return false;
-  return name == currentName_ || (!expectedNames_.empty() && name == expectedNames_.front());
+CachingPlayerItem::Turn VideoCacheManager::turnOf(const std::string& name) const {
+  using Turn = CachingPlayerItem::Turn;
+  if (currentName_.empty()) return Turn::later;
+  if (name == currentName_) return Turn::current;
+  const bool isNext = !expectedNames_.empty() && name == expectedNames_.front();
+  return isNext ? Turn::next : Turn::later;
 }
 
 // Those of the current video and of the next one come before the rest.
 void VideoCacheManager::hastenDownloads() {
-  std::vector<std::pair<std::shared_ptr<CachingPlayerItem>, bool>> downloading;
+  std::vector<std::pair<std::shared_ptr<CachingPlayerItem>, CachingPlayerItem::Turn>> downloading;
   {
     const LockGuard lock(mutex_);
     for (const auto& [name, item] : streamableItems_) {
-      downloading.emplace_back(item, isPlayedSoon(name));
+      downloading.emplace_back(item, turnOf(name));
     }
   }
-  for (const auto& [item, isSoon] : downloading) item->setSoon(isSoon);
+  for (const auto& [item, turn] : downloading) item->setTurn(turn);
 }
 
 std::vector<std::shared_ptr<AVURLAsset>> VideoCacheManager::upcomingAssets() const {

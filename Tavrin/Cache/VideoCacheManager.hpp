@@ -95,7 +95,7 @@ class VideoCacheManager final : public CachingPlayerItemDelegate,
   std::shared_ptr<AVPlayerItem> findItem(const URL& video, const std::string& mimeType);
   void expectNext(const std::optional<Media>& video);
   void hastenDownloads();
-  bool isPlayedSoon(const std::string& name) const TAVRIN_REQUIRES(mutex_);
+  CachingPlayerItem::Turn turnOf(const std::string& name) const TAVRIN_REQUIRES(mutex_);
   void removeStreamable(const CachingPlayerItem& item);
   static std::shared_ptr<CachingPlayerItem> firstMatch(const NamedItems& items,
                                                        const std::string& name);

@@ -95,7 +95,7 @@ void CachingPlayerItem::setMemoryLimit(std::int64_t bytes) {
 
 void CachingPlayerItem::download() { resourceLoaderDelegate_->startDataRequestOnce(url_); }
 
-void CachingPlayerItem::setSoon(bool isSoon) { resourceLoaderDelegate_->setSoon(isSoon); }
+void CachingPlayerItem::setTurn(Turn turn) { resourceLoaderDelegate_->setTurn(turn); }
 
 DownloadProgress CachingPlayerItem::progress() const { return resourceLoaderDelegate_->progress(); }
 

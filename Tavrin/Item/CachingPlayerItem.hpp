@@ -85,9 +85,11 @@ class CachingPlayerItem final : public AVPlayerItem, public KeyValueObserver {
   /// an item whose video is in memory.
   void download();
 
-  /// Says whether the video is likely to be played soon. Then its download comes before others,
-  /// though after those that a reader waits for. No, to begin with.
-  void setSoon(bool isSoon);
+  /// Says when the video is likely to be played, which is later to begin with. The download of the
+  /// current one comes before that of the next one, and that before the others; those that a reader
+  /// waits for come first of all.
+  enum class Turn { later, next, current };
+  void setTurn(Turn turn);
 
   /// How far the download has come; a video in memory has all its bytes. Quick enough to be asked
   /// for each picture.

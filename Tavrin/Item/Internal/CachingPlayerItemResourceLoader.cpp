@@ -13,7 +13,8 @@ namespace {
 using Loader = CachingPlayerItem::ResourceLoaderDelegate;
 
 constexpr double watchedPriority = 1;
-constexpr double soonPriority = 0.6;
+constexpr double currentPriority = 0.7;
+constexpr double nextPriority = 0.6;
 // How soon a reader asks again that has all it asked for. Its host's main queue may be busy.
 constexpr std::chrono::seconds timeToAsk(1);
 
@@ -79,17 +80,18 @@ void Loader::startDataRequest(const URL& url) {
   task->resume();
 }
 
-void Loader::setSoon(bool isSoon) {
+void Loader::setTurn(Turn turn) {
   {
     const LockGuard lock(mutex_);
-    isSoon_ = isSoon;
+    turn_ = turn;
   }
   updatePriority();
 }
 
 double Loader::wantedPriority() const {
   if (!pendingRequests_.empty() || Clock::now() < awaitedUntil_) return watchedPriority;
-  return isSoon_ ? soonPriority : URLSessionDataTask::defaultPriority;
+  if (turn_ == Turn::current) return currentPriority;
+  return turn_ == Turn::next ? nextPriority : URLSessionDataTask::defaultPriority;
 }
 
 // What was decided without the lock may be out of date once it is done, so it is looked at again.

@@ -56,9 +56,9 @@ class CachingPlayerItem::ResourceLoaderDelegate final
   DownloadProgress progress() const;
   /// Absent until it has come.
   std::optional<URLResponse> response() const;
-  /// Whether the video is likely to be played soon. Its download then comes before others, though
-  /// after those that a reader waits for.
-  void setSoon(bool isSoon);
+  /// When the video is likely to be played: what its download comes before. Those that a reader
+  /// waits for come first of all.
+  void setTurn(Turn turn);
   /// The requests that an engine is waiting for.
   PendingRequests pendingRequests() const;
   /// The item, held weakly.
@@ -124,7 +124,7 @@ class CachingPlayerItem::ResourceLoaderDelegate final
   mutable Mutex mutex_;
   bool playingFromData_ TAVRIN_GUARDED_BY(mutex_) = false;
   bool isStarted_ TAVRIN_GUARDED_BY(mutex_) = false;
-  bool isSoon_ TAVRIN_GUARDED_BY(mutex_) = false;
+  Turn turn_ TAVRIN_GUARDED_BY(mutex_) = Turn::later;
   // A reader that has been satisfied is about to ask for more.
   Clock::time_point awaitedUntil_ TAVRIN_GUARDED_BY(mutex_);
   std::optional<std::string> mimeType_ TAVRIN_GUARDED_BY(mutex_);
