@@ -21,8 +21,13 @@ std::shared_ptr<CurlDataTask> CurlDataTask::make(std::shared_ptr<CurlSession> se
 }
 
 void CurlDataTask::resume() {
-  if (!isStarted_.exchange(true)) transfer_->start(shared_from_this());
-  if (takeSuspended()) scheduleTurn();
+  const auto suspended = takeSuspended();
+  // Once it has started the delegate may suspend it again, at any moment.
+  if (!isStarted_.exchange(true)) {
+    transfer_->start(shared_from_this());
+  } else if (suspended) {
+    scheduleTurn();
+  }
 }
 
 // What has come stays in the inbox, and the transfer waits once that is full. It may also have

@@ -48,8 +48,8 @@ TEST(Priority, WatchedComesFirstOverASlowLink) {
   const auto before = link.deliveredBytes();
   ASSERT_TRUE(downloads[7]->heard->waitForEnds());
   EXPECT_TRUE(downloads[7]->heard->body() == body);
-  // Beside its own: what was on its way when the others were held.
-  EXPECT_LT(link.deliveredBytes() - before, 3 * std::ssize(body));
+  // Beside its own: what was on its way when the others were held, which is half of all at most.
+  EXPECT_LT(link.deliveredBytes() - before, 4 * std::ssize(body));
   for (const auto& download : downloads) {
     ASSERT_TRUE(download->heard->waitForEnds());
     EXPECT_THAT(download->heard->error(), IsEmpty());
