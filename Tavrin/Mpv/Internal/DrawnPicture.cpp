@@ -1,6 +1,7 @@
 #include "Tavrin/Mpv/Internal/DrawnPicture.hpp"
 
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "Tavrin/Foundation/Executor.hpp"
@@ -24,10 +25,14 @@ void DrawnPicture::forgo() {
 void DrawnPicture::drawFrom(MpvRenderer& renderer) {
   auto expected = State::waiting;
   if (!state_.compare_exchange_strong(expected, State::drawing)) return;
-  pixels_.resize(stride() * static_cast<std::size_t>(height_));
-  const auto rows = static_cast<std::ptrdiff_t>(stride());
-  const bool isDrawn = renderer.drawAside({pixels_.data(), width_, height_, rows});
-  state_ = isDrawn ? State::drawn : State::forgone;
+  try {
+    pixels_.resize(stride() * static_cast<std::size_t>(height_));
+    const auto rows = static_cast<std::ptrdiff_t>(stride());
+    const bool isDrawn = renderer.drawAside({pixels_.data(), width_, height_, rows});
+    state_ = isDrawn ? State::drawn : State::forgone;
+  } catch (const std::bad_alloc&) {
+    state_ = State::forgone;
+  }
 }
 
 bool DrawnPicture::copyTo(const PixelBuffer& target) const {
