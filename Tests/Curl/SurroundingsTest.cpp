@@ -91,6 +91,7 @@ void expect(bool holds, const std::string& what) {
 // Without threads the delegate, too, is called on the main queue.
 [[noreturn]] void runOutOfThreads() {
   alarm(20);
+  ScarceMemory::shareOneHeap();
   RangeServer server;
   server.serve("/v.mp4", "body");
   {

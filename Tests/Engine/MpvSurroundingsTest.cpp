@@ -49,6 +49,7 @@ TEST_F(MpvSurroundingsDeathTest, WithoutThreadsALoadFailsAndALaterOnePlays) {
   if (isSanitized) GTEST_SKIP() << "a sanitizer takes more address space";
   const auto loadWithout = [this] {
     alarm(hangsAfter);
+    ScarceMemory::shareOneHeap();
     {
       const ScarceMemory none(ScarceMemory::aStack);  // the engine's own
       expectOf(1, "failed");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -9,11 +10,15 @@
 namespace tavrin::testing {
 
 /// While it lives the process gets no more than so many bytes of address space. One thread
-/// is started with `aStack`, and none with `lessThanAStack`. No sanitizer bears it.
+/// is started with `aStack`, and none with `lessThanAStack`. No sanitizer bears it. A process that
+/// has other threads by then shares one heap from its beginning.
 class ScarceMemory {
  public:
   static constexpr rlim_t lessThanAStack = 4 << 20;
   static constexpr rlim_t aStack = 12 << 20;
+
+  /// A heap that a thread begins in that moment would take all that is left, and much more.
+  static void shareOneHeap() { ::mallopt(M_ARENA_MAX, 1); }
 
   explicit ScarceMemory(rlim_t bytes) {
     rlim_t pages = 0;

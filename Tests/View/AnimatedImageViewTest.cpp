@@ -117,6 +117,7 @@ TEST_F(AnimatedImageViewTest, WithoutMemoryForItsFirstPictureItFailsAndSaysSo) {
   if (testing::isSanitized) GTEST_SKIP() << "a sanitizer takes more address space";
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto showWithout = [this] {
+    testing::ScarceMemory::shareOneHeap();
     GifWriter writer(2000, 2000);
     writer.addFrame(std::uint8_t{0}, 10);
     const auto large = writer.data();
