@@ -97,8 +97,8 @@ void steps(Figures& figures) {
   }
 }
 
-// The middle item of three, with both neighbours open ahead and without. They have been open before:
-// what a process takes once, and keeps, is no lane's.
+// The middle item of three, with both neighbours open ahead and without. They have been open
+// before: what a process takes once, and keeps, is no lane's.
 void memory(Figures& figures) {
   for (const auto& size : sizes()) {
     PlayedWorkout workout(items, true, "plain", size.clip);
