@@ -1,9 +1,9 @@
 // A clip that asks much of the machine: 3840x2160, 60 frames per second, 10-bit HEVC, 10 s. Beside
 // the mpv program with its own defaults, each playing into 1280x720 pixels.
 //
-// mpv draws with its X11 output under Xvfb, as it would where there is no graphics card; its first
-// choice, OpenGL in software, is slower still. Our engine draws into memory. Both scale with the
-// same library, and play a sound that goes nowhere, which keeps the time.
+// mpv draws with its X11 output under Xvfb: its first choice, OpenGL, is done in software there and
+// did not play when it was tried. Our engine draws into memory. Both scale with the same library,
+// and play a sound that goes nowhere, which keeps the time.
 
 #include <cmath>
 #include <cstdio>
