@@ -61,6 +61,14 @@ def with_garbage(data):
     return data[:at] + bytes(i * 37 % 256 for i in range(length)) + data[at + length:]
 
 
+def with_kind(kind, other):
+    """One kind of an MP4's samples has another's name."""
+    def change(data):
+        at = data.index(kind, data.index(b"stsd"))
+        return data[:at] + other + data[at + 4:]
+    return change
+
+
 def without_first(share):
     """A transport stream from somewhere in its middle."""
     return lambda data: data[int(len(data) // 188 * share) * 188:]
@@ -201,12 +209,18 @@ def broken():
     yield Clip("garbage beside sound", "mp4", X264 + " -movflags faststart", changed=with_garbage, sound=True,
                fails="no picture")
     yield Clip("sound alone", "m4a", "-vn -c:a aac", sound=True, fails="no picture")
-    yield Clip("encrypted mp4", "mp4", X264 + " -encryption_scheme cenc-aes-ctr -encryption_key "
-               "76a6c65c5ea762046bd749a2e632ccbb -encryption_kid a7e61c373e219033c21091fa607bf3b8", fails="no picture")
+    key = "-encryption_scheme cenc-aes-ctr -encryption_key {0} -encryption_kid {0}"
+    for number, words in ((1, ""), (2, " -movflags faststart"), (3, " -movflags frag_keyframe+empty_moov"),
+                          (4, f" {SOUND}"), (5, " -f mov")):
+        yield Clip(f"encrypted mp4, {number}", "mp4", f"{X264}{words} {key.format(str(number) * 32)}", sound=SOUND in words,
+                   fails="encrypted")
+    yield Clip("pictures that are said to be encrypted", "mp4", X264, changed=with_kind(b"avc1", b"encv"), fails="encrypted")
+    yield Clip("sound that is said to be encrypted", "mp4", f"{X264} {SOUND}", changed=with_kind(b"mp4a", b"enca"), sound=True)
     for name, ending in (("webm as mp4", "mp4"), ("mp4 as webm", "webm")):
         yield Clip(name, ending, "-f matroska -c:v libvpx -b:v 500k" if ending == "mp4" else "-f mp4 " + X264)
     yield Clip("a gif as mp4", "mp4", "-f gif", fails="unrecognized")
 
 
 QUICK = {"h264 in mp4, index last", "h264 with sound", "vp9 in webm", "anamorphic 4:3",
-         "cut to 30%, index last", "sound alone", "turned by 90", "square, turned by 90"}
+         "cut to 30%, index last", "sound alone", "turned by 90", "square, turned by 90",
+         "pictures that are said to be encrypted"}

@@ -1,10 +1,11 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
+
+#include "Tavrin/Mpv/Internal/PartHeader.hpp"
 
 namespace tavrin {
 
@@ -12,6 +13,7 @@ namespace tavrin {
 /// outermost parts tell it; their playing time tells nothing, for a part of it may be empty.
 class DeclaredEnd {
  public:
+  DeclaredEnd();
   /// Takes in bytes of the file as they are read, in any order.
   void see(std::int64_t offset, std::span<const std::byte> bytes);
   /// Bytes from the start of the file; absent while nothing has told it.
@@ -21,13 +23,9 @@ class DeclaredEnd {
   void takeHeader();
   void takeBox();
   void takeElement();
-  std::uint64_t number(std::size_t from, std::size_t count) const;
+  void next(std::int64_t offset);
 
-  // The next part's header: where it begins, and what has been seen of it.
-  std::optional<std::int64_t> next_ = 0;
-  std::array<std::byte, 16> header_{};
-  std::size_t seen_ = 0;
-  std::size_t needed_ = 8;
+  PartHeader header_;
   std::optional<std::int64_t> end_;
 };
 

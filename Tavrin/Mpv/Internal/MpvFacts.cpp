@@ -22,9 +22,9 @@ const mpv_node* member(const mpv_node& node, std::string_view name) {
   return nullptr;
 }
 
-std::int64_t number(const mpv_node& node, std::string_view name) {
+std::int64_t number(const mpv_node& node, std::string_view name, std::int64_t missing = 0) {
   const auto* value = member(node, name);
-  return value && value->format == MPV_FORMAT_INT64 ? value->u.int64 : 0;
+  return value && value->format == MPV_FORMAT_INT64 ? value->u.int64 : missing;
 }
 
 double real(const mpv_node& node, std::string_view name) {
@@ -42,13 +42,20 @@ std::string_view text(const mpv_node& node, std::string_view name) {
   return value && value->format == MPV_FORMAT_STRING ? value->u.string : "";
 }
 
+std::int64_t placeOf(const mpv_node& track) { return number(track, "ff-index", -1); }
+
 }  // namespace
 
 TrackFacts TrackFacts::of(const mpv_node& track) {
-  return {number(track, "demux-w"), number(track, "demux-h"),
-          turnOfDegrees(static_cast<double>(number(track, "demux-rotation"))),
-          real(track, "demux-fps"),
-          std::ranges::find(plainCodecs, text(track, "codec")) != std::end(plainCodecs)};
+  TrackFacts facts;
+  facts.place = placeOf(track);
+  facts.width = number(track, "demux-w");
+  facts.height = number(track, "demux-h");
+  facts.turn = turnOfDegrees(static_cast<double>(number(track, "demux-rotation")));
+  facts.rate = real(track, "demux-fps");
+  facts.isOfPlainCodec =
+      std::ranges::find(plainCodecs, text(track, "codec")) != std::end(plainCodecs);
+  return facts;
 }
 
 std::vector<TrackFacts> TrackFacts::ofVideos(const mpv_node& tracks) {
@@ -59,6 +66,16 @@ std::vector<TrackFacts> TrackFacts::ofVideos(const mpv_node& tracks) {
     if (text(track, "type") == "video" && !isSet(track, "albumart")) videos.push_back(of(track));
   }
   return videos;
+}
+
+std::vector<std::int64_t> TrackFacts::placesOfSounds(const mpv_node& tracks) {
+  std::vector<std::int64_t> places;
+  if (tracks.format != MPV_FORMAT_NODE_ARRAY) return places;
+  for (int i = 0; i < tracks.u.list->num; ++i) {
+    const auto& track = tracks.u.list->values[i];
+    if (text(track, "type") == "audio") places.push_back(placeOf(track));
+  }
+  return places;
 }
 
 PictureFacts PictureFacts::of(const mpv_node& parameters) {

@@ -238,6 +238,7 @@ MpvEvent MpvHandle::tracksFound(std::uint64_t id) {
   mpv_node tracks{};
   if (mpv_get_property(mpv_, "track-list", MPV_FORMAT_NODE, &tracks) >= 0) {
     event.tracks = TrackFacts::ofVideos(tracks);
+    event.sounds = TrackFacts::placesOfSounds(tracks);
     mpv_free_node_contents(&tracks);
   }
   return event;
@@ -248,6 +249,11 @@ void MpvHandle::setDecoding(const Decoding& decoding) {
   std::int64_t threads = decoding.threads;
   mpv_set_property(mpv_, "vd-lavc-threads", MPV_FORMAT_INT64, &threads);
   mpv_set_property_string(mpv_, "hwdec", decoding.usesHardware ? "auto-copy-safe" : "no");
+}
+
+void MpvHandle::setSound(std::optional<std::int64_t> track) {
+  const auto value = track ? std::to_string(*track) : "no";
+  mpv_set_property_string(mpv_, "file-local-options/aid", value.c_str());
 }
 
 void MpvHandle::proceed(std::uint64_t id) { mpv_hook_continue(mpv_, id); }

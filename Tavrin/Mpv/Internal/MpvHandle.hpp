@@ -24,7 +24,8 @@ struct MpvEvent {
   enum class Kind {
     idle,             // nothing is open, and no picture is left
     fileStarted,      // the address is about to be opened
-    tracksFound,      // id: what `proceed` takes; tracks: its video tracks, before any is decoded
+    tracksFound,      // id: what `proceed` takes; tracks: its video tracks, before any is decoded;
+                      // sounds: the places of its tracks of sound
     fileOpened,       // its tracks are known
     fileEnded,        // error: why it failed, absent when it did not
     commandEnded,     // id: the command's; error: why it failed, absent when it did not
@@ -46,6 +47,7 @@ struct MpvEvent {
   std::string text;
   std::optional<Error> error;
   std::vector<TrackFacts> tracks;
+  std::vector<std::int64_t> sounds;
   std::optional<TrackFacts> track;
   std::optional<PictureFacts> picture;
 };
@@ -78,6 +80,9 @@ class MpvHandle {
   void askWhetherAtEnd(std::uint64_t id);
   /// Sets what decodes the file whose tracks have been found.
   void setDecoding(const Decoding& decoding);
+  /// Chooses among the tracks of sound of the file whose tracks have been found, by their order
+  /// from 1; absent for none.
+  void setSound(std::optional<std::int64_t> track);
   /// Lets the file go on whose tracks have been found. It waits for this, even to be stopped.
   void proceed(std::uint64_t id);
   /// The next event, absent when there is none now.

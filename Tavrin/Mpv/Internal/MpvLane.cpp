@@ -134,20 +134,42 @@ void MpvLane::seek(std::uint64_t serial, double seconds) {
 
 bool MpvLane::update(const std::function<void(const std::string&)>& logError) {
   const bool hasNewPicture = handle_->renderer()->takePicture();
-  while (const auto event = handle_->nextEvent()) {
+  while (auto event = handle_->nextEvent()) {
     const bool isEnding = closesOnceStarted_ || phase_ == Phase::closing;
     if (event->kind == Kind::logged && isEnding) continue;  // the ending itself is no error
     if (event->kind == Kind::logged && logError) logError(event->text);
+    noteEncryption(*event);
     handle(*event);
     const auto failure = phase_ == Phase::open ? pictures_.handle(*event) : std::nullopt;
     if (failure) fail(*failure);
-    if (event->kind == Kind::tracksFound) handle_->proceed(event->id);
+    if (event->kind != Kind::tracksFound) continue;
+    chooseSound(event->sounds);
+    handle_->proceed(event->id);
   }
   if (phase_ != Phase::open) return false;
   if (hasNewPicture) pictures_.take();
   const bool isFirst = !load_.hasPicture && pictures_.areOut();
   load_.hasPicture |= isFirst;
   return load_.hasPicture && (hasNewPicture || isFirst);
+}
+
+// A file's index has been read, by libmpv, before it tells of the tracks.
+void MpvLane::noteEncryption(MpvEvent& event) const {
+  if (!reader_) return;
+  const auto note = [this](TrackFacts& track) {
+    track.isEncrypted = reader_->isEncrypted(track.place);
+  };
+  std::ranges::for_each(event.tracks, note);
+  if (event.track) note(*event.track);
+}
+
+// Of encrypted sound libmpv would play noise: the first that is not encrypted is played, if any.
+void MpvLane::chooseSound(const std::vector<std::int64_t>& sounds) {
+  const auto isEncrypted = [this](std::int64_t place) { return reader_->isEncrypted(place); };
+  if (!reader_ || std::ranges::none_of(sounds, isEncrypted)) return;
+  const auto clear = std::ranges::find_if_not(sounds, isEncrypted);
+  handle_->setSound(clear == sounds.end() ? std::nullopt
+                                          : std::optional(clear - sounds.begin() + 1));
 }
 
 void MpvLane::handle(const MpvEvent& event) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "Tavrin/Foundation/Error.hpp"
 #include "Tavrin/Media/AVAssetResourceLoader.hpp"
@@ -97,6 +98,8 @@ class MpvLane {
   };
   enum class SeekPhase { none, sent, accepted, jumping };
 
+  void noteEncryption(MpvEvent& event) const;
+  void chooseSound(const std::vector<std::int64_t>& sounds);
   void handle(const MpvEvent& event);
   void handleObservation(const MpvEvent& event);
   void setPosition(double seconds);

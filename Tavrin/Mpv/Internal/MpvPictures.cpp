@@ -21,6 +21,10 @@ Error noPicture() {
   return {ErrorCode::noPicture, "The video cannot be played: it has no picture"};
 }
 
+Error encrypted() {
+  return {ErrorCode::noPicture, "The video cannot be played: its pictures are encrypted"};
+}
+
 Error tooLarge() {
   return {ErrorCode::tooLarge, "The video cannot be played: its pictures have too many pixels"};
 }
@@ -75,7 +79,7 @@ std::optional<Error> MpvPictures::handle(const MpvEvent& event) {
 std::optional<Error> MpvPictures::handleTracks(const std::vector<TrackFacts>& tracks) {
   std::optional<Error> refusal;
   for (const auto& track : tracks) {
-    refusal = judgeSize(track.width, track.height);
+    refusal = judge(track);
     if (refusal) continue;
     chooseDecoding(track);  // the first is the one that is played
     break;
@@ -103,7 +107,7 @@ std::optional<Error> MpvPictures::handleTrack(const std::optional<TrackFacts>& t
     isHeld_ = true;
     handle_.askForPicture(opening_);
   }
-  return judgeSize(track->width, track->height);
+  return judge(*track);
 }
 
 std::optional<Error> MpvPictures::handlePicture(std::uint64_t id,
@@ -133,6 +137,10 @@ void MpvPictures::handleMapping(bool isSet) {
   } else {
     isHeld_ = false;  // better too bright than none
   }
+}
+
+std::optional<Error> MpvPictures::judge(const TrackFacts& track) const {
+  return track.isEncrypted ? std::optional(encrypted()) : judgeSize(track.width, track.height);
 }
 
 std::optional<Error> MpvPictures::judgeSize(std::int64_t width, std::int64_t height) const {

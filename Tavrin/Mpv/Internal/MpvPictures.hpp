@@ -40,6 +40,7 @@ class MpvPictures {
   void chooseDecoding(const TrackFacts& track);
   std::optional<Error> handleTrack(const std::optional<TrackFacts>& track);
   std::optional<Error> handlePicture(std::uint64_t id, const std::optional<PictureFacts>& picture);
+  std::optional<Error> judge(const TrackFacts& track) const;
   std::optional<Error> judgeSize(std::int64_t width, std::int64_t height) const;
   void map();
   void handleMapping(bool isSet);

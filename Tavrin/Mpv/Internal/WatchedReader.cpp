@@ -7,6 +7,11 @@ bool WatchedReader::isCutShort() const {
   return end_ && declared_.value() && *declared_.value() > *end_;
 }
 
+bool WatchedReader::isEncrypted(std::int64_t track) const {
+  const LockGuard lock(mutex_);
+  return encrypted_.has(track);
+}
+
 std::int64_t WatchedReader::countRead() const {
   const LockGuard lock(mutex_);
   return read_;
@@ -34,7 +39,9 @@ std::int64_t WatchedReader::read(std::span<std::byte> buffer) {
   const auto count = reader_->read(buffer);
   const LockGuard lock(mutex_);
   if (count > 0) {
-    declared_.see(position_, buffer.first(static_cast<std::size_t>(count)));
+    const auto bytes = buffer.first(static_cast<std::size_t>(count));
+    declared_.see(position_, bytes);
+    encrypted_.see(position_, bytes);
     position_ += count;
     read_ += count;
   } else if (count == 0 && !buffer.empty()) {

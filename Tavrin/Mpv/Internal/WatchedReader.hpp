@@ -5,16 +5,21 @@
 #include "Tavrin/Foundation/Mutex.hpp"
 #include "Tavrin/Media/AssetByteReader.hpp"
 #include "Tavrin/Mpv/Internal/DeclaredEnd.hpp"
+#include "Tavrin/Mpv/Internal/EncryptedTracks.hpp"
 
 namespace tavrin {
 
-/// Passes on another reader's bytes and notices whether they end before the file says they do.
+/// Passes on another reader's bytes and notices whether they end before the file says they do, and
+/// whether the file says that they are encrypted.
 class WatchedReader final : public AssetByteReader {
  public:
   explicit WatchedReader(std::shared_ptr<AssetByteReader> reader) : reader_(std::move(reader)) {}
 
   /// Whether the body has come to its end and is shorter than it should be. Any thread.
   bool isCutShort() const;
+  /// Whether what has been read says that a track is encrypted, by its place among the file's.
+  /// Any thread.
+  bool isEncrypted(std::int64_t track) const;
   /// Bytes that have been read, those read twice included. Any thread.
   std::int64_t countRead() const;
   /// Where the body ends, in bytes; absent while it is not known. Does not wait. Any thread.
@@ -31,6 +36,7 @@ class WatchedReader final : public AssetByteReader {
   std::int64_t position_ = 0;  // bytes; the reading thread's
   mutable Mutex mutex_;
   DeclaredEnd declared_ TAVRIN_GUARDED_BY(mutex_);
+  EncryptedTracks encrypted_ TAVRIN_GUARDED_BY(mutex_);
   std::int64_t read_ TAVRIN_GUARDED_BY(mutex_) = 0;
   std::optional<std::int64_t> end_ TAVRIN_GUARDED_BY(mutex_);  // bytes; where the body really ends
 };
