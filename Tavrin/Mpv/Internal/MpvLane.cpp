@@ -52,7 +52,8 @@ void MpvLane::open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& 
   }
   loader_ = asset->resourceLoader();
   reader_ = std::make_shared<WatchedReader>(AssetByteReader::make(asset));
-  stream_.emplace(reader_);
+  stream_.emplace(reader_,
+                  load == nobodysLoad ? MpvStream::Opening::ahead : MpvStream::Opening::awaited);
   const auto address = stream_->address();
   setPlaying(false);
   stall_.reset();

@@ -6,8 +6,10 @@
 #include <charconv>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "Tavrin/Foundation/Mutex.hpp"
+#include "Tavrin/Mpv/Internal/FreedMemory.hpp"
 
 namespace tavrin {
 
@@ -24,9 +26,9 @@ class ReaderTable {
     return *table;
   }
 
-  std::uint64_t add(std::shared_ptr<AssetByteReader> reader) {
+  std::uint64_t add(std::shared_ptr<AssetByteReader> reader, bool leavesMemory) {
     const LockGuard lock(mutex_);
-    readers_.emplace(++lastId_, std::move(reader));
+    readers_.emplace(++lastId_, Entry{std::move(reader), leavesMemory});
     return lastId_;
   }
 
@@ -35,25 +37,38 @@ class ReaderTable {
     const LockGuard lock(mutex_);
     const auto found = readers_.find(id);
     if (found == readers_.end()) return;
-    removed = std::move(found->second);
+    removed = std::move(found->second.reader);
     readers_.erase(found);
   }
 
   std::shared_ptr<AssetByteReader> find(std::uint64_t id) {
     const LockGuard lock(mutex_);
     const auto found = readers_.find(id);
-    return found == readers_.end() ? nullptr : found->second;
+    return found == readers_.end() ? nullptr : found->second.reader;
+  }
+
+  // Whether its opening has left memory that nobody has given back yet; once.
+  bool takeMemory(std::uint64_t id) {
+    const LockGuard lock(mutex_);
+    const auto found = readers_.find(id);
+    return found != readers_.end() && std::exchange(found->second.leavesMemory, false);
   }
 
  private:
+  struct Entry {
+    std::shared_ptr<AssetByteReader> reader;
+    bool leavesMemory;
+  };
+
   Mutex mutex_;
   std::uint64_t lastId_ TAVRIN_GUARDED_BY(mutex_) = 0;
-  std::unordered_map<std::uint64_t, std::shared_ptr<AssetByteReader>> readers_
-      TAVRIN_GUARDED_BY(mutex_);
+  std::unordered_map<std::uint64_t, Entry> readers_ TAVRIN_GUARDED_BY(mutex_);
 };
 
+std::uintptr_t idOf(void* cookie) { return reinterpret_cast<std::uintptr_t>(cookie); }
+
 std::shared_ptr<AssetByteReader> readerOf(void* cookie) {
-  return ReaderTable::shared().find(reinterpret_cast<std::uintptr_t>(cookie));
+  return ReaderTable::shared().find(idOf(cookie));
 }
 
 std::int64_t read(void* cookie, char* buffer, std::uint64_t size) {
@@ -67,7 +82,10 @@ std::int64_t seek(void* cookie, std::int64_t offset) {
   return MPV_ERROR_GENERIC;
 }
 
+// The opening thread asks for this once it has found out what the file is. The next opening in the
+// same heap has to do without the pages, so this is for those that nobody waits for.
 std::int64_t size(void* cookie) {
+  if (ReaderTable::shared().takeMemory(idOf(cookie))) giveBackProbedMemory();
   const auto reader = readerOf(cookie);
   const auto length = reader ? reader->size() : std::nullopt;
   return length.value_or(MPV_ERROR_UNSUPPORTED);
@@ -96,8 +114,9 @@ int open(void*, char* address, mpv_stream_cb_info* info) {
 
 }  // namespace
 
-MpvStream::MpvStream(std::shared_ptr<AssetByteReader> reader)
-    : reader_(std::move(reader)), id_(ReaderTable::shared().add(reader_)) {}
+MpvStream::MpvStream(std::shared_ptr<AssetByteReader> reader, Opening opening)
+    : reader_(std::move(reader)),
+      id_(ReaderTable::shared().add(reader_, opening == Opening::ahead)) {}
 
 MpvStream::~MpvStream() { ReaderTable::shared().remove(id_); }
 

@@ -16,7 +16,9 @@ namespace tavrin {
 /// after it has closed it, and may close it after the load has ended. Any thread.
 class MpvStream {
  public:
-  explicit MpvStream(std::shared_ptr<AssetByteReader> reader);
+  enum class Opening { awaited, ahead };
+
+  MpvStream(std::shared_ptr<AssetByteReader> reader, Opening opening);
   ~MpvStream();
   MpvStream(const MpvStream&) = delete;
   MpvStream& operator=(const MpvStream&) = delete;
