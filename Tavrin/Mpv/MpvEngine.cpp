@@ -287,7 +287,7 @@ void MpvEngine::applySeek() {
     requests_.endSeek(seek->serial, false);
   } else if (seek->seconds <= 0 && !load.hasLeftStart) {
     requests_.endSeek(seek->serial, true);  // without waiting for a first byte that may never come
-  } else if (current_->isReady()) {
+  } else if (current_->canSeek()) {
     issuedSeek_ = seek->serial;
     reports_.forgetEnd();
     current_->seek(seek->serial, seek->seconds);

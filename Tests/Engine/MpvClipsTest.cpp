@@ -173,6 +173,17 @@ TEST_F(MpvClipsTest, CountsTimesFromTheClipsOwnStart) {
   EXPECT_NEAR(engine->currentTime().seconds, 0.5, 0.05);
 }
 
+TEST_F(MpvClipsTest, SeeksFromTheClipsOwnStartBeforeItIsOpen) {
+  for (int round = 0; round < 2; ++round) {
+    load(clip("offset.mp4"));
+    seek(0.5);
+    engine->setPlaying(true);
+    ASSERT_TRUE(hears("end"));
+    EXPECT_NEAR(engine->currentTime().seconds, 1, 0.1);
+    engine->setPlaying(false);
+  }
+}
+
 TEST_F(MpvClipsTest, PlaysToItsEndWhatDeclaresMoreTimeThanItHasPictures) {
   engine->setPlaying(true);
   load(clip("longer.mp4"));

@@ -22,8 +22,10 @@ struct Observed {
   Kind kind;
 };
 
+constexpr const char* position = "time-pos";
+
 constexpr Observed observed[] = {
-    {"time-pos", MPV_FORMAT_DOUBLE, Kind::position},
+    {position, MPV_FORMAT_DOUBLE, Kind::position},
     {"duration", MPV_FORMAT_DOUBLE, Kind::duration},
     {"eof-reached", MPV_FORMAT_FLAG, Kind::end},
     {"paused-for-cache", MPV_FORMAT_FLAG, Kind::starved},
@@ -94,6 +96,8 @@ std::optional<MpvEvent> answer(const mpv_event& event) {
     if (node) told.picture = PictureFacts::of(*node);
     return told;
   }
+  if (property.name == std::string_view(position) && event.error < 0)
+    return eventOf(Kind::position, event.reply_userdata);
   return propertyEvent(event.reply_userdata, property);
 }
 
@@ -225,7 +229,7 @@ void MpvHandle::askForPicture(std::uint64_t id) {
 }
 
 void MpvHandle::askForPosition(std::uint64_t id) {
-  mpv_get_property_async(mpv_, id, "time-pos", MPV_FORMAT_DOUBLE);
+  mpv_get_property_async(mpv_, id, position, MPV_FORMAT_DOUBLE);
 }
 
 void MpvHandle::askWhetherAtEnd(std::uint64_t id) {

@@ -74,9 +74,9 @@ class MpvHandle {
   /// Have told, under the id, what the video track that plays is like, and what its pictures are.
   void askForTrack(std::uint64_t id);
   void askForPicture(std::uint64_t id);
-  /// Has the end told, under an observation's id, as it is once earlier settings are carried out.
-  /// Asks where playback is; the answer comes as an observation's would.
+  /// Has told, under an observation's id, where playback is: at 0 where libmpv cannot tell.
   void askForPosition(std::uint64_t id);
+  /// Has the end told, under an observation's id, as it is once earlier settings are carried out.
   void askWhetherAtEnd(std::uint64_t id);
   /// Sets what decodes the file whose tracks have been found.
   void setDecoding(const Decoding& decoding);

@@ -14,11 +14,11 @@ namespace {
 
 using Kind = MpvEvent::Kind;
 
-// Seeks are numbered from 1 by the engine.
 // A first picture that is later than this tells of a container whose clock begins elsewhere; an
 // earlier one of the codec's delay.
 constexpr double leastOffset = 1;  // seconds
 
+// Seeks are numbered from 1 by the engine.
 constexpr std::uint64_t loadCommand = std::numeric_limits<std::uint64_t>::max();
 
 Error playbackError(ErrorCode code, const std::string& reason) {
@@ -128,8 +128,7 @@ void MpvLane::seek(std::uint64_t serial, double seconds) {
   seekPhase_ = SeekPhase::sent;
   seekSerial_ = serial;
   seekTarget_ = seconds;
-  if (!origin_) origin_ = 0;
-  const auto target = std::to_string(seconds + *origin_);
+  const auto target = std::to_string(seconds + origin_.value_or(0));
   handle_->command({"seek", target.c_str(), "absolute+exact"}, serial);
 }
 
@@ -210,7 +209,7 @@ void MpvLane::handle(const MpvEvent& event) {
       break;
     case Kind::playbackStarted:
       hasStarted_ = true;
-      if (!origin_ && !isSeeking()) handle_->askForPosition(observation_);
+      if (!origin_) handle_->askForPosition(observation_);
       if (seekPhase_ != SeekPhase::jumping) break;
       endSeek(true);
       observeAnew();

@@ -77,7 +77,9 @@ class MpvLane {
   /// Decides how long a load waits that has played and run out of bytes. Returns when to decide
   /// anew; absent for one that does not wait.
   std::optional<Clock::time_point> reviewStall();
-  /// Moves to a time in seconds; the load must be ready. A seek under way is overtaken.
+  /// Whether it is known where the load's own time begins, from which seeks are counted.
+  bool canSeek() const { return isReady() && origin_; }
+  /// Moves to a time in seconds; `canSeek` must hold. A seek under way is overtaken.
   void seek(std::uint64_t serial, double seconds);
   bool isSeeking() const { return seekPhase_ != SeekPhase::none; }
   std::optional<SeekEnd> takeSeekEnd() { return std::exchange(seekEnd_, std::nullopt); }
