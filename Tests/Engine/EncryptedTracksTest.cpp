@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <string>
 
 #include "Tavrin/Mpv/Internal/EncryptedTracks.hpp"
@@ -64,7 +65,7 @@ TEST(EncryptedTracks, AreThoseWhoseSamplesAreSaidToBe) {
       {box("udta", kind("encv")) + plain, "---"},
   };
   for (const auto& each : cases) {
-    for (const std::size_t step : {1, 7, 64, 100000}) {
+    for (const std::size_t step : std::initializer_list<std::size_t>{1, 7, 64, 100000}) {
       EXPECT_EQ(seen(file(each.tracks), step), each.seen) << each.seen << ", " << step;
     }
   }
