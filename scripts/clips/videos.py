@@ -163,7 +163,7 @@ def layouts():
     yield Clip("cover art beside a video", "mp4", f"-map 0 -map 1 {cover.split('d=0.04 ')[1]} -c:v:0 libx264 "
                "-preset:v:0 ultrafast -pix_fmt:v:0 yuv420p", inputs=cover.split(" -disp")[0])
     yield Clip("cover art alone", "m4a", "-map 0 -map 1 -frames:v 1 -c:v mjpeg -pix_fmt yuvj420p "
-               "-disposition:v attached_pic -c:a aac", sound=True, fails="no audio or video data")
+               "-disposition:v attached_pic -c:a aac", sound=True, fails="no picture")
     yield Clip("mirrored left to right", "mp4", X264, changed=with_matrix(-1, 0, 0, 1, 160, 0), filter="hflip,vflip")
     yield Clip("mirrored top to bottom", "mp4", X264, changed=with_matrix(1, 0, 0, -1, 0, 120), filter="null")
     for kind, words in (("mov", X264), ("mp4", "-c:v libx264 -preset fast -bf 3 -pix_fmt yuv420p"),

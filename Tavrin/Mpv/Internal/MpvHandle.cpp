@@ -57,7 +57,8 @@ ErrorCode codeOf(int code) {
 
 std::optional<Error> errorOf(int code) {
   if (code >= 0) return std::nullopt;
-  return Error(codeOf(code), errorText(code));
+  const bool isEmpty = code == MPV_ERROR_NOTHING_TO_PLAY;
+  return Error(codeOf(code), isEmpty ? "it has no picture" : errorText(code));
 }
 
 MpvEvent eventOf(Kind kind, std::uint64_t id = 0) {
