@@ -133,7 +133,7 @@ void MpvLane::seek(std::uint64_t serial, double seconds) {
 }
 
 bool MpvLane::update(const std::function<void(const std::string&)>& logError) {
-  const bool hasNewPicture = handle_->renderer()->takePicture();
+  bool hasNewPicture = handle_->renderer()->takePicture();
   while (auto event = handle_->nextEvent()) {
     const bool isEnding = closesOnceStarted_ || phase_ == Phase::closing;
     if (event->kind == Kind::logged && isEnding) continue;  // the ending itself is no error
@@ -147,6 +147,8 @@ bool MpvLane::update(const std::function<void(const std::string&)>& logError) {
     handle_->proceed(event->id);
   }
   if (phase_ != Phase::open) return false;
+  // The last picture may have come out since: the end is told only behind it.
+  if (load_.isAtEnd) hasNewPicture |= handle_->renderer()->takePicture();
   if (hasNewPicture) pictures_.take();
   const bool isFirst = !load_.hasPicture && pictures_.areOut();
   load_.hasPicture |= isFirst;
