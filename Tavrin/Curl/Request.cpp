@@ -1,11 +1,13 @@
 #include "Tavrin/Curl/Request.hpp"
 
+#include <linux/socket.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <strings.h>
 #include <sys/socket.h>
 
 #include <cstdlib>
+#include <limits>
 #include <string>
 
 #include "Tavrin/Curl/PartAnswer.hpp"
@@ -51,6 +53,18 @@ int onProgress(void* receiver, curl_off_t, curl_off_t received, curl_off_t, curl
   return static_cast<RequestReceiver*>(receiver)->mayGoOn(received) ? 0 : 1;
 }
 
+int onSocket(void* opened, curl_socket_t socket, curlsocktype) {
+  *static_cast<curl_socket_t*>(opened) = socket;
+  return CURL_SOCKOPT_OK;
+}
+
+long portOf(const sockaddr_storage& address) {
+  if (address.ss_family == AF_INET6) {
+    return ntohs(reinterpret_cast<const sockaddr_in6&>(address).sin6_port);
+  }
+  return ntohs(reinterpret_cast<const sockaddr_in&>(address).sin_port);
+}
+
 }  // namespace
 
 std::unique_ptr<Request> Request::make(const URLRequest& asked,
@@ -84,6 +98,8 @@ bool Request::setUp(const URLRequest& asked, const URLSessionConfiguration& conf
          set(handle(), CURLOPT_USERAGENT, userAgent) &&
          set(handle(), CURLOPT_ERRORBUFFER, errorText_.data()) &&
          set(handle(), CURLOPT_BUFFERSIZE, receiveBufferBytes) &&
+         set(handle(), CURLOPT_SOCKOPTFUNCTION, onSocket) &&
+         set(handle(), CURLOPT_SOCKOPTDATA, &socket_) &&
          set(handle(), CURLOPT_URL, asked.url.absoluteString().c_str());
 }
 
@@ -119,14 +135,34 @@ void Request::followRedirect() {
   set(handle(), CURLOPT_REDIR_PROTOCOLS_STR, "https");
 }
 
-// Of what nobody reads the system would still take some hundred KiB off the link.
-void Request::setWindow(bool isOpen) {
-  constexpr int leastBytes = 4096, mostBytes = 1 << 30;
-  curl_socket_t socket = CURL_SOCKET_BAD;
-  curl_easy_getinfo(handle(), CURLINFO_ACTIVESOCKET, &socket);
-  if (socket == CURL_SOCKET_BAD) return;
-  const int bytes = isOpen ? mostBytes : leastBytes;
-  ::setsockopt(socket, IPPROTO_TCP, TCP_WINDOW_CLAMP, &bytes, sizeof bytes);
+// curl tells of no socket while it is used. The last one that it opened may have lost a race to
+// another address of the same server.
+bool Request::isConnected() const {
+  long port = 0;
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  if (curl_easy_getinfo(handle(), CURLINFO_LOCAL_PORT, &port) != CURLE_OK || port == 0 ||
+      ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    return false;
+  }
+  return port == portOf(address);
+}
+
+// What is under way already still comes, and has room: a smaller buffer would lose it. The buffer
+// is kept as it is, for when the system enlarges it, it does so to the window as well.
+void Request::setWindow(std::optional<std::int64_t> bytes) {
+  if (!isConnected()) return;
+  const int isKept = bytes ? SOCK_RCVBUF_LOCK : 0;
+  const auto most = static_cast<int>(bytes.value_or(std::numeric_limits<int>::max()));
+  ::setsockopt(socket_, SOL_SOCKET, SO_BUF_LOCK, &isKept, sizeof isKept);
+  ::setsockopt(socket_, IPPROTO_TCP, TCP_WINDOW_CLAMP, &most, sizeof most);
+}
+
+std::chrono::microseconds Request::delay() const {
+  curl_off_t begun = 0, lookedUp = 0;
+  curl_easy_getinfo(handle(), CURLINFO_STARTTRANSFER_TIME_T, &begun);
+  curl_easy_getinfo(handle(), CURLINFO_NAMELOOKUP_TIME_T, &lookedUp);
+  return std::chrono::microseconds(begun - lookedUp);
 }
 
 bool Request::isLookingUpName() const {

@@ -3,9 +3,11 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -43,8 +45,10 @@ class Request {
   std::string_view errorText() const { return errorText_.data(); }
   /// The answer at hand is a redirect: one that came over https may lead to https only.
   void followRedirect();
-  /// Whether the server may go on sending. What it has been allowed to send already still comes.
-  void setWindow(bool isOpen);
+  /// How many bytes the server may have under way, about; absent for as many as the system likes.
+  void setWindow(std::optional<std::int64_t> bytes);
+  /// How long the answer took to begin, with its connection and without the look-up of its name.
+  std::chrono::microseconds delay() const;
   /// No name had been looked up when the transfer ended.
   bool isLookingUpName() const;
   /// Some answer of the transfer came over https.
@@ -61,10 +65,12 @@ class Request {
   bool setUp(const URLRequest& asked, const URLSessionConfiguration& configuration);
   bool setRules(const URLSessionConfiguration& configuration);
   bool setReceiver(RequestReceiver& receiver);
+  bool isConnected() const;
 
   std::unique_ptr<curl_slist, Free> headers_;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
   std::unique_ptr<CURL, Free> handle_;
+  curl_socket_t socket_ = CURL_SOCKET_BAD;  // the last one that was opened
   bool isSecure_ = false;
 };
 

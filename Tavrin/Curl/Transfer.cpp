@@ -13,6 +13,9 @@ namespace {
 
 // A server that drops every connection that is held gets no more than this.
 constexpr int mostRestarts = 5;
+// Bytes. The system takes the least it can, less than a packet: the server then sends nothing but
+// to ask, every now and then, whether there is more room.
+constexpr std::int64_t heldWindow = 1;
 
 }  // namespace
 
@@ -53,8 +56,8 @@ void Transfer::begin(std::shared_ptr<TransferClient> client) {
   if (isOver_) return;
   client_ = std::move(client);
   if (auto objection = unsupportedScheme()) return endWith(std::move(*objection));
-  const auto server = asked_.url.authority().value_or("");
-  place_ = TransferThread::shared().line().add(shared_from_this(), server, priority_);
+  server_ = asked_.url.authority().value_or("");
+  place_ = TransferThread::shared().line().add(shared_from_this(), server_, priority_);
 }
 
 void Transfer::open() {
@@ -68,13 +71,18 @@ void Transfer::open() {
 void Transfer::setHeld(bool isHeld) {
   isHeld_ = isHeld;
   wasHeld_ |= isHeld;
-  request_->setWindow(!isHeld);
   lastProgress_ = Clock::now();
+  setWindow();
   pauseOrGoOn();
+}
+
+void Transfer::setWindow() {
+  request_->setWindow(isHeld_ ? std::optional(heldWindow) : window_.bytes());
 }
 
 // To go on may offer bytes from inside the call. Not from a callback.
 void Transfer::pauseOrGoOn() {
+  window_.goOn(lastProgress_);
   const int wanted = isFull_ || isHeld_ ? CURLPAUSE_RECV : CURLPAUSE_CONT;
   const auto result = curl_easy_pause(handle(), wanted);
   // Without a connection there is nothing to pause: that is done when the answer comes.
@@ -129,6 +137,9 @@ bool Transfer::endHead() {
   if (head.objection) return fail(std::move(*head.objection));
   lastProgress_ = Clock::now();
   hasResponse_ = true;
+  const auto known = TransferThread::shared().line().windowOf(server_);
+  window_.begin(lastProgress_, request_->delay(), known);
+  setWindow();
   TransferThread::shared().line().received(place_, 0);
   return tell(head.response);
 }
@@ -149,6 +160,10 @@ bool Transfer::receiveBody(std::span<const std::byte> bytes) {
   if (!hasResponse_) return false;
   TransferThread::shared().line().received(place_, std::ssize(bytes));
   receivedBytes_ += std::ssize(bytes);
+  if (window_.received(std::ssize(bytes), lastProgress_)) {
+    setWindow();
+    TransferThread::shared().line().setWindow(server_, window_.bytes());
+  }
   if (receivedBytes_ > limits_.mostBodyBytes) return fail(tooLargeError(limits_.mostBodyBytes));
   // Not by the callback's result, for which curl would copy what it has just read.
   if (!client_->transferReceived(bytes)) isFull_ = true;

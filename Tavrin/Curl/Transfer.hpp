@@ -6,9 +6,11 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
+#include "Tavrin/Curl/ReceiveWindow.hpp"
 #include "Tavrin/Curl/Request.hpp"
 #include "Tavrin/Curl/TransferClient.hpp"
 #include "Tavrin/Curl/TransferLimits.hpp"
@@ -62,6 +64,7 @@ class Transfer final : private RequestReceiver, public std::enable_shared_from_t
   bool mayStartAgain(CURLcode result) const;
   void startAgain();
   void pauseOrGoOn();
+  void setWindow();
   std::optional<Error> unsupportedScheme() const;
   bool receiveHeader(std::string_view lines) override;
   bool receiveBody(std::span<const std::byte> bytes) override;
@@ -81,6 +84,8 @@ class Transfer final : private RequestReceiver, public std::enable_shared_from_t
   // Transfer thread only.
   std::shared_ptr<TransferClient> client_;
   std::unique_ptr<Request> request_;
+  std::string server_;
+  ReceiveWindow window_;
   std::optional<Error> failure_;
   std::optional<URLResponse> told_;  // to the client, of an earlier start too
   std::int64_t headBytes_ = 0;

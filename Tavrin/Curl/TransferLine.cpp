@@ -11,6 +11,9 @@ namespace tavrin::curl {
 
 namespace {
 
+// Whose windows are remembered.
+constexpr std::size_t mostServers = 64;
+
 // An eighth of the descriptors there are; those somebody waits for may take another.
 LinkShare::Limits limits() {
   LinkShare::Limits limits;
@@ -35,6 +38,20 @@ TransferLine::Id TransferLine::add(std::shared_ptr<Transfer> transfer, std::stri
 void TransferLine::remove(Id id) {
   share_.remove(id);
   transfers_.erase(id);
+}
+
+std::optional<std::int64_t> TransferLine::windowOf(const std::string& server) const {
+  const auto found = windows_.find(server);
+  return found == windows_.end() ? std::nullopt : std::optional(found->second);
+}
+
+void TransferLine::setWindow(const std::string& server, std::optional<std::int64_t> bytes) {
+  if (!bytes) {
+    windows_.erase(server);
+    return;
+  }
+  if (windows_.size() >= mostServers && !windows_.contains(server)) windows_.clear();
+  windows_.insert_or_assign(server, *bytes);
 }
 
 void TransferLine::settle() {

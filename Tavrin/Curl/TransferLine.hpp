@@ -31,6 +31,11 @@ class TransferLine {
   void restart(Id id) { share_.restart(id); }
   void remove(Id id);
 
+  /// What a server may have under way, as its transfers have found out. Absent when it is not known
+  /// to be behind a slow link.
+  std::optional<std::int64_t> windowOf(const std::string& server) const;
+  void setWindow(const std::string& server, std::optional<std::int64_t> bytes);
+
   /// Tells the transfers what has changed for them. Not from a callback of curl.
   void settle();
   std::optional<LinkShare::Time> nextChange() const { return share_.nextChange(); }
@@ -40,6 +45,7 @@ class TransferLine {
  private:
   LinkShare share_;
   std::unordered_map<Id, std::shared_ptr<Transfer>> transfers_;
+  std::unordered_map<std::string, std::int64_t> windows_;  // of the last few servers
 };
 
 }  // namespace tavrin::curl

@@ -258,7 +258,7 @@ void MpvEngine::leave(const MpvRequests::Wishes& wishes) {
   closeLeaving();
   std::swap(leaving_, current_);
   if (!wishes.asset || !leaving_->isReady()) return closeLeaving();
-  leaving_->setPlaying(false);
+  leaving_->hold();
   leavingUntil_ = Clock::now() + timeToLeave;
 }
 

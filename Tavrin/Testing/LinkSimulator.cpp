@@ -1,5 +1,7 @@
 #include "Tavrin/Testing/LinkSimulator.hpp"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -20,21 +22,23 @@ namespace tavrin::testing {
 namespace {
 
 constexpr std::chrono::seconds patience(30);
-constexpr std::size_t leastPacket = 1460;  // bytes, as on an Ethernet
 constexpr std::size_t largestPacket = 64UL * 1024;
 // How much of the time in which its thread did not run the link makes up for.
 constexpr std::chrono::milliseconds mostCatchingUp(50);
+// How often the link asks whether a client takes more.
+constexpr std::chrono::milliseconds clientCheck(1);
 
 // A millisecond's worth, so that a fast link does not cost a call for each Ethernet frame.
 std::size_t packetBytes(std::int64_t bytesPerSecond) {
-  return std::clamp(static_cast<std::size_t>(bytesPerSecond / 1000), leastPacket, largestPacket);
+  return std::clamp(static_cast<std::size_t>(bytesPerSecond / 1000), LinkConnection::leastPacket,
+                    largestPacket);
 }
 
 // What a connection may have under way before it has to wait for its client: twice what the link
 // holds in a round trip, and what the client has no room for.
-std::size_t windowBytes(std::int64_t bytesPerSecond, std::chrono::microseconds roundTrip) {
+std::int64_t windowBytes(std::int64_t bytesPerSecond, std::chrono::microseconds roundTrip) {
   const auto held = bytesPerSecond * roundTrip.count() / 1'000'000;
-  return 64UL * 1024 + 2 * static_cast<std::size_t>(held);
+  return std::int64_t{64} * 1024 + 2 * held;
 }
 
 std::chrono::nanoseconds timeOf(std::size_t bytes, std::int64_t bytesPerSecond) {
@@ -42,10 +46,12 @@ std::chrono::nanoseconds timeOf(std::size_t bytes, std::int64_t bytesPerSecond) 
   return std::chrono::nanoseconds(std::llround(seconds * 1e9));
 }
 
-// What the system holds for a client that does not read has not crossed the link, but counts.
-void holdLittle(const FileDescriptor& socket) {
-  const int bytes = 128 * 1024;
-  ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes);
+// Clients then see packets of one size, as from any link: a system takes others for another link.
+FileDescriptor listenForPackets() {
+  auto listener = listenOnLoopback();
+  const int bytes = LinkConnection::leastPacket + 12;  // with the time that each has with it
+  ::setsockopt(listener.get(), IPPROTO_TCP, TCP_MAXSEG, &bytes, sizeof bytes);
+  return listener;
 }
 
 timespec asTimespec(std::chrono::nanoseconds time) {
@@ -56,7 +62,7 @@ timespec asTimespec(std::chrono::nanoseconds time) {
 }  // namespace
 
 LinkSimulator::LinkSimulator(std::uint16_t serverPort, Settings settings)
-    : listener_(listenOnLoopback()),
+    : listener_(listenForPackets()),
       wakeUp_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
       serverPort_(serverPort),
       roundTrip_(settings.roundTrip),
@@ -120,7 +126,7 @@ void LinkSimulator::run() {
       connections_.clear();
     }
     accept(now);
-    for (auto& connection : connections_) connection.receive(now, roundTrip_ / 2);
+    for (auto& connection : connections_) connection.receive(now);
     deliver(now);  // first, for it makes room on the link
     share(now, orders.bytesPerSecond);
     wait(now, orders.bytesPerSecond);
@@ -133,10 +139,10 @@ void LinkSimulator::accept(Clock::time_point now) {
   for (;;) {
     auto client = acceptFrom(listener_);
     if (!client.isOpen()) return;
-    holdLittle(client);
     auto server = connectToLoopback(serverPort_);
     if (server.isOpen()) {
-      connections_.emplace_back(std::move(client), std::move(server), now + roundTrip_);
+      connections_.emplace_back(std::move(client), std::move(server), now + roundTrip_,
+                                roundTrip_ / 2);
     } else {
       resetOnClose(client);
     }
@@ -178,6 +184,7 @@ void LinkSimulator::wait(Clock::time_point now, std::int64_t bytesPerSecond) {
     polled.push_back(connection.clientEvents());
     polled.push_back(connection.serverEvents());
     if (const auto arrival = connection.nextArrival()) until = std::min(until, *arrival);
+    if (connection.waitsForClient()) until = std::min(until, now + clientCheck);
   }
   const auto time = asTimespec(std::max(until - now, Clock::duration(0)));
   const auto* timeout = until == Clock::time_point::max() ? nullptr : &time;

@@ -20,8 +20,9 @@ class LinkConnection;
 /// connections share equally, and a round trip late.
 ///
 /// The rate counts what travels towards the client. Requests take half a round trip, answers
-/// another half, and a new connection a whole one before its first request leaves. Nothing is lost
-/// and nothing starts slowly: it is the link of a warmed-up connection.
+/// another half, and a new connection a whole one before its first request leaves. A server sends
+/// no more than its client takes. Nothing is lost and nothing starts slowly: it is the link of a
+/// warmed-up connection.
 ///
 /// Waiting operations return false when the condition does not come about within 30 seconds. Every
 /// operation may be called from any thread.

@@ -57,6 +57,22 @@ TEST(Priority, WatchedComesFirstOverASlowLink) {
   }
 }
 
+// What a server has under way cannot be taken back: left alone, the system lets it send 64 KiB and
+// more, a third of a second of this link.
+TEST(Priority, LittleIsUnderWayOnASlowLinkWhenItIsNeeded) {
+  constexpr std::int64_t rate = 200'000, length = 100'000;
+  RangeServer server;
+  server.serve("/left.mp4", std::string(10 * rate, 'v'));
+  server.serve("/watched.mp4", std::string(length, 'v'));
+  const LinkSimulator link(server.port(), {.bytesPerSecond = rate, .roundTrip = 10ms});
+  const Download left(link.url("/left.mp4"), normal);
+  ASSERT_TRUE(link.waitForBytes(13 * rate / 10)) << "the time in which the rate is found";
+  const auto before = link.deliveredBytes();
+  const Download wanted(link.url("/watched.mp4"), watched);
+  ASSERT_TRUE(wanted.heard->waitForEnds());
+  EXPECT_LT(link.deliveredBytes() - before - length, 75'000);
+}
+
 TEST(Priority, TransferThatIsHeldNeitherTimesOutNorFailsWhenItIsDropped) {
   constexpr curl::TransferLimits brief{.silence = 300ms};
   RangeServer server;

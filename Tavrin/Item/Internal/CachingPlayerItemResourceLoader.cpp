@@ -83,6 +83,7 @@ void Loader::startDataRequest(const URL& url) {
 void Loader::setTurn(Turn turn) {
   {
     const LockGuard lock(mutex_);
+    if (turn != Turn::current) awaitedUntil_ = {};  // its reader has been left
     turn_ = turn;
   }
   updatePriority();

@@ -64,6 +64,11 @@ void MpvLane::open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& 
   closesOnceStarted_ = false;
 }
 
+void MpvLane::hold() {
+  setPlaying(false);
+  if (stream_) stream_->reader().cancel();
+}
+
 void MpvLane::close() {
   ignoreObservations();
   endSeek(false);

@@ -63,6 +63,8 @@ class MpvLane {
   void open(MediaEngine::LoadId load, const std::shared_ptr<AVURLAsset>& asset);
   /// Gives the open load, which was nobody's, its number.
   void adopt(MediaEngine::LoadId load) { load_.id = load; }
+  /// Leaves the load where it is: it is paused, and reads no more.
+  void hold();
   /// Ends the load: at once for its reader, soon for the handle.
   void close();
   /// Ends the load as failed, unless it has failed already. Where its bytes could not be had, that

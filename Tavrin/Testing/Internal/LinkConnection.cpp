@@ -28,14 +28,28 @@ Received receiveFrom(const FileDescriptor& socket, std::string& bytes, std::size
 
 }  // namespace
 
-void LinkConnection::receive(Clock::time_point now, Clock::duration delay) {
+bool LinkConnection::maySend(std::int64_t window) const {
+  return sentBytes_ - deliveredBytes_ < window && packetBytes(leastPacket) > 0;
+}
+
+// The client's window leaves none that is less than a packet, as from a server: a system that is
+// given more than the client takes holds the rest back, and joins it to what follows.
+std::size_t LinkConnection::packetBytes(std::size_t most) const {
+  const auto taken =
+      static_cast<std::size_t>(std::max<std::int64_t>(window_.end() - sentBytes_, 0));
+  if (taken < std::min(leastPacket, waiting_.size())) return 0;
+  return std::min({most, waiting_.size(), taken});
+}
+
+void LinkConnection::receive(Clock::time_point now) {
+  window_.update(client_, deliveredBytes_, now);
   if (!isServerGone_ && waiting_.size() < mostWaiting) {
     const auto received = receiveFrom(server_, waiting_, mostWaiting - waiting_.size());
     isServerGone_ = received == Received::end || received == Received::reset;
     if (received == Received::reset) resetOnClose(client_);
   }
   if (isClientGone_ || up_.size() >= mostRequests) return;
-  Packet request{std::max(now, opensAt_) + delay, {}, 0};
+  Packet request{std::max(now, opensAt_) + delay_, {}, 0};
   const auto received = receiveFrom(client_, request.bytes, mostWaiting);
   if (received == Received::bytes) up_.push_back(std::move(request));
   isClientGone_ = received == Received::end || received == Received::reset;
@@ -45,13 +59,13 @@ void LinkConnection::sendPacket(std::size_t most, Clock::time_point arrival) {
   const auto size = packetBytes(most);
   down_.push_back({arrival, waiting_.substr(0, size), 0});
   waiting_.erase(0, size);
-  downBytes_ += size;
+  sentBytes_ += std::ssize(down_.back().bytes);
 }
 
 std::int64_t LinkConnection::deliver(Clock::time_point now) {
   deliver(up_, server_, now, isServerBlocked_);
   const auto count = deliver(down_, client_, now, isClientBlocked_);
-  downBytes_ -= static_cast<std::size_t>(count);
+  deliveredBytes_ += count;
   return count;
 }
 

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "Tavrin/Foundation/FileDescriptor.hpp"
+#include "Tavrin/Testing/Internal/ClientWindow.hpp"
 
 namespace tavrin::testing {
 
@@ -21,16 +22,24 @@ class LinkConnection {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Requests leave at `opensAt` at the earliest.
-  LinkConnection(FileDescriptor client, FileDescriptor server, Clock::time_point opensAt)
-      : client_(std::move(client)), server_(std::move(server)), opensAt_(opensAt) {}
+  static constexpr std::size_t leastPacket = 1448;  // bytes, as on an Ethernet
 
-  /// Takes what both sides have sent. Requests arrive after `delay`.
-  void receive(Clock::time_point now, Clock::duration delay);
-  /// Whether bytes of the server wait for the link, and fewer than `window` are on their way.
-  bool maySend(std::size_t window) const { return !waiting_.empty() && downBytes_ < window; }
-  /// The size of its next packet, of `most` bytes at most.
-  std::size_t packetBytes(std::size_t most) const { return std::min(most, waiting_.size()); }
+  /// Requests leave at `opensAt` at the earliest. What the client sends arrives after `delay`.
+  LinkConnection(FileDescriptor client, FileDescriptor server, Clock::time_point opensAt,
+                 Clock::duration delay)
+      : client_(std::move(client)),
+        server_(std::move(server)),
+        opensAt_(opensAt),
+        delay_(delay),
+        window_(client_, delay) {}
+
+  /// Takes what both sides have sent.
+  void receive(Clock::time_point now);
+  /// Whether bytes of the server wait for the link, fewer than `window` are on their way, and the
+  /// client takes another packet.
+  bool maySend(std::int64_t window) const;
+  /// The size of its next packet, of `most` bytes at most. 0 for none.
+  std::size_t packetBytes(std::size_t most) const;
   /// Sends that packet, to arrive at `arrival`.
   void sendPacket(std::size_t most, Clock::time_point arrival);
   /// Hands over what has arrived. Returns how many bytes the client was given.
@@ -42,6 +51,8 @@ class LinkConnection {
   /// Loses what is under way; the client's connection ends with a reset.
   void reset();
 
+  /// Only the client's word is missing, of which the system does not tell.
+  bool waitsForClient() const { return !waiting_.empty() && packetBytes(leastPacket) == 0; }
   /// What to wake up for.
   pollfd clientEvents() const;
   pollfd serverEvents() const;
@@ -62,11 +73,14 @@ class LinkConnection {
   FileDescriptor client_;
   FileDescriptor server_;
   Clock::time_point opensAt_;
-  std::string waiting_;           // from the server, for the link
-  Packets down_;                  // to the client
-  Packets up_;                    // to the server
-  std::size_t downBytes_ = 0;     // of those
-  bool isClientBlocked_ = false;  // its socket takes no more
+  Clock::duration delay_;
+  std::string waiting_;  // from the server, for the link
+  Packets down_;         // to the client
+  Packets up_;           // to the server
+  ClientWindow window_;
+  std::int64_t sentBytes_ = 0;       // to the client
+  std::int64_t deliveredBytes_ = 0;  // of those
+  bool isClientBlocked_ = false;     // its socket takes no more
   bool isServerBlocked_ = false;
   bool isClientGone_ = false;
   bool isServerGone_ = false;
