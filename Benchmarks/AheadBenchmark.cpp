@@ -31,21 +31,19 @@ struct Size {
   double laneLimit;  // MiB
 };
 
-std::string drawClip(const testing::TemporaryDirectory& directory) {
-  const auto file = (directory.path() / "1080.mp4").string();
-  const auto command =
-      "ffmpeg -v error -f lavfi -i testsrc2=size=1920x1080:rate=30 -t 6 -c:v libx264 -preset "
-      "veryfast"
-      " -pix_fmt yuv420p -movflags +faststart " +
-      file;
-  if (std::system(command.c_str()) != 0) std::abort();
+std::string drawnClip(const testing::TemporaryDirectory& directory) {
+  auto file = (directory.path() / "1080.mp4").string();
+  drawClip(
+      "-f lavfi -i testsrc2=size=1920x1080:rate=30 -t 6 -c:v libx264 -preset veryfast "
+      "-pix_fmt yuv420p",
+      file);
   return file;
 }
 
 const std::vector<Size>& sizes() {
   static const testing::TemporaryDirectory directory;
   static const std::vector<Size> all = {{"360", clips + "/squats.mp4", 12},
-                                        {"1080", drawClip(directory), 40}};
+                                        {"1080", drawnClip(directory), 40}};
   return all;
 }
 

@@ -42,14 +42,12 @@ struct Played {
 std::string clip() {
   const std::string file = TAVRIN_DRAWN_CLIPS "/4k60-hevc10.mp4";
   const auto part = TAVRIN_DRAWN_CLIPS "/part.mp4";
-  const auto command =
-      "ffmpeg -v error -y -f lavfi -i testsrc2=size=3840x2160:rate=60,noise=alls=8:allf=t "
-      "-f lavfi -i sine=frequency=220 -t 10 -c:v libx265 -preset ultrafast -x265-params "
-      "log-level=error -b:v 30M -pix_fmt yuv420p10le -tag:v hvc1 -c:a aac -shortest "
-      "-movflags +faststart " +
-      std::string(part);
   if (std::filesystem::exists(file)) return file;
-  if (std::system(command.c_str()) != 0) std::abort();
+  drawClip(
+      "-f lavfi -i testsrc2=size=3840x2160:rate=60,noise=alls=8:allf=t -f lavfi -i "
+      "sine=frequency=220 -t 10 -c:v libx265 -preset ultrafast -x265-params log-level=error "
+      "-b:v 30M -pix_fmt yuv420p10le -tag:v hvc1 -c:a aac -shortest",
+      part);
   std::filesystem::rename(part, file);
   return file;
 }

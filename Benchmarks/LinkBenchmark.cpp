@@ -37,12 +37,10 @@ const std::string& clip() {
   static const testing::TemporaryDirectory directory;
   static const std::string file = (directory.path() / "clip.mp4").string();
   if (!std::filesystem::exists(file)) {
-    const auto command =
-        "ffmpeg -v error -f lavfi -i testsrc2=size=1280x720:rate=30 -t 8 -c:v libx264 -preset "
-        "veryfast -pix_fmt yuv420p -b:v 2200k -minrate 2200k -maxrate 2200k -bufsize 1100k "
-        "-x264-params nal-hrd=cbr -movflags +faststart " +
-        file;
-    if (std::system(command.c_str()) != 0) std::abort();
+    drawClip(
+        "-f lavfi -i testsrc2=size=1280x720:rate=30 -t 8 -c:v libx264 -preset veryfast -pix_fmt "
+        "yuv420p -b:v 2200k -minrate 2200k -maxrate 2200k -bufsize 1100k -x264-params nal-hrd=cbr",
+        file);
   }
   return file;
 }

@@ -27,6 +27,13 @@ inline std::string contents(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
+/// Has ffmpeg draw a clip, in a form that starts at once.
+inline void drawClip(const std::string& arguments, const std::string& file) {
+  const auto command =
+      "ffmpeg -v error -y " + arguments + " -movflags +faststart -f mp4 '" + file + "'";
+  if (std::system(command.c_str()) != 0) std::abort();
+}
+
 inline bool pumpUntil(const std::function<bool()>& done, std::chrono::nanoseconds timeout = 10s) {
   return DispatchQueue::main().runUntil(done, timeout);
 }

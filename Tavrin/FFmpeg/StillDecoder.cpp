@@ -7,8 +7,7 @@ namespace tavrin {
 StillDecoder::StillDecoder(Data bytes, Source source, const ImageLimits& limits)
     : bytes_(std::move(bytes)), source_(std::move(source)), limits_(limits) {}
 
-std::shared_ptr<const Bitmap> StillDecoder::next() {
-  if (std::exchange(isRead_, true)) return nullptr;
+std::shared_ptr<const Bitmap> StillDecoder::decode() {
   std::shared_ptr<const Bitmap> bitmap;
   {
     PictureCodec codec(source_.decoder, limits_.pixels, source_.halvings);

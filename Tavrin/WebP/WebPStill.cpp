@@ -6,9 +6,9 @@
 
 namespace tavrin {
 
-std::shared_ptr<const Bitmap> WebPStill::next() {
+std::shared_ptr<const Bitmap> WebPStill::decode() {
   WebPDecoderConfig config;
-  if (std::exchange(isRead_, true) || WebPInitDecoderConfig(&config) == 0) return nullptr;
+  if (WebPInitDecoderConfig(&config) == 0) return nullptr;
   auto bitmap = std::make_shared<Bitmap>();
   bitmap->width = size_.width;
   bitmap->height = size_.height;
