@@ -17,6 +17,7 @@ constexpr double partOfDelay = 0.75;
 // answering than it was.
 constexpr Seconds leastTime(0.05), mostTime(0.5);
 constexpr std::int64_t leastBytes = std::int64_t{16} * 1024;
+constexpr std::int64_t leastRoom = 2 * leastBytes;
 // No system gives a program less than this.
 constexpr std::int64_t mostBytes = std::int64_t{192} * 1024;
 
@@ -41,6 +42,7 @@ bool ReceiveWindow::received(std::int64_t bytes, Clock::time_point now) {
   const auto rate =
       static_cast<double>(std::exchange(count_, 0)) / Seconds(now - countedFrom_).count();
   countedFrom_ = now;
+  isSettled_ = this->bytes().has_value();
   rate_ = std::max(rate_, rate);
   return true;
 }
@@ -50,6 +52,12 @@ std::optional<std::int64_t> ReceiveWindow::bytes() const {
   const auto held = static_cast<std::int64_t>(rate_ * time_.count());
   if (held > mostBytes) return std::nullopt;
   return std::max({held, known_.value_or(0), leastBytes});
+}
+
+std::optional<std::int64_t> ReceiveWindow::room() const {
+  const auto window = bytes();
+  if (!isSettled_ || !window) return std::nullopt;
+  return std::max(2 * *window, leastRoom);
 }
 
 }  // namespace tavrin::curl

@@ -23,12 +23,16 @@ class ReceiveWindow {
   bool received(std::int64_t bytes, Clock::time_point now);
   /// In bytes. Absent while the rate is not known, and on a fast link.
   std::optional<std::int64_t> bytes() const;
+  /// How many bytes are to be taken in while nobody reads them. Absent until no more than the
+  /// window can be under way: what finds no room is lost, and has to come again.
+  std::optional<std::int64_t> room() const;
 
  private:
   std::chrono::duration<double> time_{0};  // of the link, that the window holds
   std::optional<std::int64_t> known_;
   Clock::time_point countedFrom_;
   std::int64_t count_ = 0;  // of bytes since then
+  bool isSettled_ = false;  // it has been as large for an interval
   double rate_ = 0;  // bytes a second: the highest yet, so that others on the link only slow it
 };
 

@@ -6,6 +6,7 @@
 #include <strings.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -51,6 +52,13 @@ std::size_t onBody(char* body, std::size_t size, std::size_t count, void* receiv
 // The result is 0 to go on.
 int onProgress(void* receiver, curl_off_t, curl_off_t received, curl_off_t, curl_off_t) {
   return static_cast<RequestReceiver*>(receiver)->mayGoOn(received) ? 0 : 1;
+}
+
+constexpr std::int64_t mostOfAll = std::numeric_limits<int>::max();
+
+void setSocket(curl_socket_t socket, int level, int option, std::int64_t value) {
+  const auto number = static_cast<int>(std::min(value, mostOfAll));
+  ::setsockopt(socket, level, option, &number, sizeof number);
 }
 
 int onSocket(void* opened, curl_socket_t socket, curlsocktype) {
@@ -148,14 +156,18 @@ bool Request::isConnected() const {
   return port == portOf(address);
 }
 
-// What is under way already still comes, and has room: a smaller buffer would lose it. The buffer
-// is kept as it is, for when the system enlarges it, it does so to the window as well.
-void Request::setWindow(std::optional<std::int64_t> bytes) {
+// What the system has chosen is kept, for when it enlarges the buffer, it does so to the window as
+// well. A size that is set sets the window too, so that comes last.
+void Request::setWindow(std::optional<std::int64_t> bytes, std::optional<std::int64_t> room) {
   if (!isConnected()) return;
-  const int isKept = bytes ? SOCK_RCVBUF_LOCK : 0;
-  const auto most = static_cast<int>(bytes.value_or(std::numeric_limits<int>::max()));
-  ::setsockopt(socket_, SOL_SOCKET, SO_BUF_LOCK, &isKept, sizeof isKept);
-  ::setsockopt(socket_, IPPROTO_TCP, TCP_WINDOW_CLAMP, &most, sizeof most);
+  if (room) {
+    setSocket(socket_, SOL_SOCKET, SO_RCVBUF, *room);
+  } else if (hasRoom_) {
+    setSocket(socket_, SOL_SOCKET, SO_RCVBUF, mostOfAll);
+  }
+  hasRoom_ = room.has_value();
+  setSocket(socket_, SOL_SOCKET, SO_BUF_LOCK, bytes ? SOCK_RCVBUF_LOCK : 0);
+  setSocket(socket_, IPPROTO_TCP, TCP_WINDOW_CLAMP, bytes.value_or(mostOfAll));
 }
 
 std::chrono::microseconds Request::delay() const {

@@ -46,7 +46,8 @@ class Request {
   /// The answer at hand is a redirect: one that came over https may lead to https only.
   void followRedirect();
   /// How many bytes the server may have under way, about; absent for as many as the system likes.
-  void setWindow(std::optional<std::int64_t> bytes);
+  /// `room` is how many it takes in while nobody reads.
+  void setWindow(std::optional<std::int64_t> bytes, std::optional<std::int64_t> room);
   /// How long the answer took to begin, with its connection and without the look-up of its name.
   std::chrono::microseconds delay() const;
   /// No name had been looked up when the transfer ended.
@@ -71,6 +72,7 @@ class Request {
   std::array<char, CURL_ERROR_SIZE> errorText_{};
   std::unique_ptr<CURL, Free> handle_;
   curl_socket_t socket_ = CURL_SOCKET_BAD;  // the last one that was opened
+  bool hasRoom_ = false;                    // that was set
   bool isSecure_ = false;
 };
 

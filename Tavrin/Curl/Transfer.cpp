@@ -13,8 +13,7 @@ namespace {
 
 // A server that drops every connection that is held gets no more than this.
 constexpr int mostRestarts = 5;
-// Bytes. The system takes the least it can, less than a packet: the server then sends nothing but
-// to ask, every now and then, whether there is more room.
+// Bytes. The system takes the least it can, a packet or two, as long as there is room for them.
 constexpr std::int64_t heldWindow = 1;
 
 }  // namespace
@@ -77,7 +76,7 @@ void Transfer::setHeld(bool isHeld) {
 }
 
 void Transfer::setWindow() {
-  request_->setWindow(isHeld_ ? std::optional(heldWindow) : window_.bytes());
+  request_->setWindow(isHeld_ ? std::optional(heldWindow) : window_.bytes(), window_.room());
 }
 
 // To go on may offer bytes from inside the call. Not from a callback.

@@ -34,7 +34,9 @@ TEST(ReceiveWindow, HoldsWhatASlowLinkTakesInItsTime) {
   Body body(200ms);
   EXPECT_EQ(body.come(5'000'000, 500ms), 0) << "what comes first has waited elsewhere";
   EXPECT_NEAR(body.come(500'000, 510ms), 75'000, 2'000);
+  EXPECT_EQ(body.window.room(), std::nullopt) << "more may still be under way";
   EXPECT_NEAR(body.come(100'000, 5s), 75'000, 2'000) << "others have the link for a while";
+  EXPECT_EQ(body.window.room(), 2 * body.window.bytes().value());
   EXPECT_NEAR(body.come(1'000'000, 1s), 150'000, 4'000);
   body.window.goOn(body.now);
   EXPECT_NEAR(body.come(9'000'000, 500ms), 150'000, 4'000) << "it has piled up in a pause";
