@@ -66,8 +66,10 @@ struct BareMpv::Player {
   Player(std::string opened, Data data) : address(std::move(opened)), bytes(std::move(data)) {
     mpv = mpv_create();
     if (mpv == nullptr) std::abort();
-    for (const auto& [name, value] : mpvSettings())
-      require(mpv_set_option_string(mpv, name, value));
+    for (const auto& [name, value, isNew] : mpvSettings()) {
+      const int code = mpv_set_option_string(mpv, name, value);
+      if (!isNew) require(code);
+    }
     require(mpv_set_option_string(mpv, "ao", "null"));
     require(mpv_set_option_string(mpv, "stream-lavf-o", ""));
     mpv_set_wakeup_callback(mpv, ring, &bell);

@@ -39,8 +39,9 @@ Reason reason(CURLcode result) {
     case CURLE_GOT_NOTHING:
       return {ErrorCode::connectionLost, "the server closed the connection without an answer"};
     case CURLE_WEIRD_SERVER_REPLY:
-    case CURLE_BAD_CONTENT_ENCODING:
       return {ErrorCode::badAnswer, "the server's answer is malformed"};
+    case CURLE_BAD_CONTENT_ENCODING:
+      return {ErrorCode::notAccepted, "the answer has an encoding that was not asked for"};
     case CURLE_PARTIAL_FILE:
       return {ErrorCode::cutShort, "the body ended early"};
     case CURLE_RECV_ERROR:

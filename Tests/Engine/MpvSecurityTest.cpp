@@ -20,7 +20,10 @@ namespace tavrin::testing {
 namespace {
 
 using namespace std::chrono_literals;
+using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 /// A local video that must stay closed, with a watch on it.
 class Bait {
@@ -172,6 +175,14 @@ TEST_F(MpvRefusalTest, LeavesTheNetworkToOurSession) {
   } while (!hasEnded && bell.waitUntil(deadline));
   EXPECT_TRUE(hasEnded);
   EXPECT_EQ(server.requests().size(), 0u);
+}
+
+// Each of libmpv's scripts has a thread of its own; newer versions bring more of them.
+TEST_F(MpvRefusalTest, RunsNoScript) {
+  const auto resource = ScriptedResource::make(clip("red.mp4"));
+  engine->load(1, resource->asset());
+  ASSERT_FALSE(fails(1));
+  EXPECT_THAT(threadNames(), Each(Not(HasSubstr("lua"))));
 }
 
 TEST_F(MpvRefusalTest, OpensPlainAddressesOfTheNetworkAlone) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -25,6 +26,16 @@ inline Data contents(const std::string& path) {
 inline Data clip(const std::string& name) { return contents(TAVRIN_TEST_CLIPS "/" + name); }
 /// A clip of the sample workout, by its file name.
 inline Data sampleClip(const std::string& name) { return contents(TAVRIN_SAMPLE_CLIPS "/" + name); }
+
+/// What the process's threads are called.
+inline std::vector<std::string> threadNames() {
+  std::vector<std::string> names;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream file(thread.path() / "comm");
+    for (std::string name; std::getline(file, name);) names.push_back(name);
+  }
+  return names;
+}
 
 /// Takes the errors that libmpv logs. Any thread.
 class ErrorLog {

@@ -23,7 +23,6 @@ class Clip:
     length: str = "0.6"
     sound: bool = False
     inputs: str = ""       # words for further inputs
-    then: str = ""         # a second run over the file: words for a copy
     also: str = ""         # the size of a second part, drawn alike and put behind the first
     changed: typing.Callable[[bytes], bytes] = None  # what becomes of its bytes
     cut: float = 1.0       # the share of the bytes that is left
@@ -46,6 +45,12 @@ def with_matrix(*rows):
         matrix = struct.pack(">9i", fixed[0], fixed[1], 0, fixed[2], fixed[3], 0, fixed[4], fixed[5], 1 << 30)
         return data[:at] + matrix + data[at + 36:]
     return change
+
+
+def turned(degrees, width=160, height=120):
+    """Has an MP4's track stand turned clockwise. ffmpeg's own words for this differ from version to version."""
+    return with_matrix(*{90: (0, 1, -1, 0, height, 0), 180: (-1, 0, 0, -1, width, height),
+                         270: (0, -1, 1, 0, 0, width)}[degrees])
 
 
 def with_declared_length(data):
@@ -105,8 +110,8 @@ def clips():
     yield Clip("prores in mov", "mov", "-c:v prores_ks")
     for angle in (90, 180, 270):
         shown = "160x120" if angle == 180 else "120x160"
-        yield Clip(f"turned by {angle}", "mp4", X264, shown=shown, then=f"-metadata:s:v:0 rotate={angle}")
-    yield Clip("square, turned by 90", "mp4", X264, size="128x128", then="-metadata:s:v:0 rotate=90")
+        yield Clip(f"turned by {angle}", "mp4", X264, shown=shown, changed=turned(angle))
+    yield Clip("square, turned by 90", "mp4", X264, size="128x128", changed=turned(90, 128, 128))
     for size in ("16x16", "34x18"):
         yield Clip(f"{size} pixels", "mp4", X264, size=size, reason="all colour edges, which ffmpeg smooths otherwise")
     for size in ("162x90", "176x144", "320x180", "90x160", "640x16"):
@@ -169,10 +174,10 @@ def layouts():
     for kind, words in (("mov", X264), ("mp4", "-c:v libx264 -preset fast -bf 3 -pix_fmt yuv420p"),
                         ("mp4", "-c:v libx265 -preset ultrafast -tag:v hvc1 -pix_fmt yuv420p10le -x265-params log-level=none")):
         codec = "h265, 10 bits," if "265" in words else "h264 with B frames," if "-bf" in words else "h264"
-        yield Clip(f"{codec} in {kind}, turned by 90", kind, words, shown="120x160", then="-metadata:s:v:0 rotate=90")
+        yield Clip(f"{codec} in {kind}, turned by 90", kind, words, shown="120x160", changed=turned(90))
     yield Clip("HLG, turned by 90", "mp4", "-c:v libx265 -preset ultrafast -pix_fmt yuv420p10le -tag:v hvc1 "
                "-color_trc arib-std-b67 -color_primaries bt2020 -colorspace bt2020nc -x265-params log-level=none",
-               shown="120x160", then="-metadata:s:v:0 rotate=90")
+               shown="120x160", changed=turned(90))
     yield Clip("interlaced", "ts", "-c:v mpeg2video -q:v 3 -flags +ilme+ildct")
     yield Clip("grey", "mp4", "-c:v libx264 -preset ultrafast -pix_fmt gray")
 

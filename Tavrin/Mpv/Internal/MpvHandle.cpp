@@ -173,8 +173,9 @@ std::string MpvHandle::start(const MpvEngineOptions& options, Bell& bell) {
   if (!canStartThreads(threadsOfAHandle)) return "the system gives no more threads";
   mpv_ = mpv_create();
   if (!mpv_) return "libmpv cannot start; LC_NUMERIC must be \"C\"";
-  for (const auto& [name, value] : mpvSettings()) {
+  for (const auto& [name, value, isNew] : mpvSettings()) {
     const int code = mpv_set_option_string(mpv_, name, value);
+    if (isNew && code == MPV_ERROR_OPTION_NOT_FOUND) continue;
     if (code < 0) return std::string("libmpv refuses ") + name + ": " + errorText(code);
   }
   if (options.sound == MpvEngineOptions::Sound::none) mpv_set_option_string(mpv_, "ao", "null");
